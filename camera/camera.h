@@ -1,0 +1,102 @@
+// The one object through which the program talks to a camera: it opens and
+// closes it, starts the live stream, owns the image memory and the two event
+// threads, keeps the four adjustable parameters and reports everything as Qt
+// signals. Lives on the GUI thread; the event threads reach it only through
+// queued calls of eventReceived.
+#pragma once
+
+#include "camera/cameraparameter.h"
+#include "camera/eventthread.h"
+#include "camera/imageinfo.h"
+#include "camera/imagesequence.h"
+#include "camera/tavo_api.h"
+
+#include <QImage>
+#include <QObject>
+#include <QString>
+
+class Camera : public QObject
+{
+    Q_OBJECT
+
+public:
+    Camera();
+    ~Camera() override;
+
+    void open(int deviceId);
+    void close();
+    bool isOpen() const { return m_handle != 0; }
+    cameraHandle handle() const { return m_handle; }
+
+    qint32 imageWidth() const { return qint32(m_sensor.maxWidth); }
+    qint32 imageHeight() const { return qint32(m_sensor.maxHeight); }
+    qint32 colorMode() const { return m_colorMode; }
+    qint32 frameCount() const { return m_frames; }
+    qint32 failedFrameCount() const { return m_failed; }
+    double framesPerSecond() const;
+    QString serialNumber() const;
+    bool hasEepromCorrection() const;
+
+    void captureFrame();
+    void loadParameters();
+
+    const char *errorText(int status) const;
+    void reportError(int status);
+
+signals:
+    void newImage(QImage &image);
+    void bufferSizeChanged(ImageInfo info);
+    void cameraOpened(Camera *camera);
+    void cameraClosed();
+    void cameraRemoved();
+    void cameraReconnect();
+    void cameraNewDevice();
+    void cameraRemovedDevice();
+    void displayError(QString msg, int msec = 2000);
+    void pixelclockChanged(CameraParameter<int> &param);
+    void framerateChanged(CameraParameter<double> &param);
+    void exposureChanged(CameraParameter<double> &param);
+    void mastergainChanged(CameraParameter<int> &param);
+
+public slots:
+    void setPixelclock(int value);
+    void setPixelclockRelative(int value);
+    void setFramerate(double value);
+    void setFramerateRelative(int value);
+    void setExposure(double value);
+    void setExposureRelative(int value);
+    void setMastergain(int value);
+    void setBadPixelCorrection(bool enable);
+    void updatePixelclock();
+    void updateFramerate();
+    void updateExposure();
+    void updateMastergain();
+    void setAutoConfig();
+
+protected slots:
+    void eventReceived(int event);
+
+private:
+    void openDevice(uint32_t idWord);
+    void refreshExposure();
+    [[noreturn]] void throwStatus(int status) const;
+
+    EventThread m_deviceEvents;
+    EventThread m_cameraEvents;
+    qint32 m_deviceId = 0;
+    cameraHandle m_handle = 0;
+    qint32 m_reserved1 = 1; // set by the constructor and read nowhere
+    qint32 m_reserved2 = 1; // likewise
+    SensorInfo m_sensor {};
+    AoiRect m_area {};
+    qint32 m_frames = 0;
+    qint32 m_failed = 0;
+    ImageSequence m_sequence;
+    qint32 m_colorMode = 11;
+    QImage::Format m_imageFormat = QImage::Format_Invalid;
+    QImage m_image;
+    CameraParameter<int> m_pixelclock {0, 0, 1, 0};
+    CameraParameter<double> m_framerate {0.0, 0.0, 1.0, 0.0};
+    CameraParameter<double> m_exposure {0.0, 0.0, 1.0, 0.0};
+    CameraParameter<int> m_mastergain {0, 0, 1, 0};
+};
