@@ -1,8 +1,14 @@
 #include "tests/testutil/testutil.h"
 
+#include "simulator/tavosim_control.h"
+
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QStandardPaths>
+#include <QtDebug>
+
+#include <cmath>
 
 namespace TestUtil {
 
@@ -22,6 +28,8 @@ SimEnvironment::SimEnvironment(const QString &configText)
     }
     qputenv("TAVO_SIM_STATE_DIR", stateDir().toLocal8Bit());
     qputenv("TAVO_SIM_RUNTIME_DIR", runtimeDir().toLocal8Bit());
+    if (!reload())
+        qWarning("SimEnvironment: a camera is still open; the library keeps its old folders");
 }
 
 SimEnvironment::~SimEnvironment()
@@ -31,9 +39,110 @@ SimEnvironment::~SimEnvironment()
     qunsetenv("TAVO_SIM_RUNTIME_DIR");
 }
 
+bool SimEnvironment::reload()
+{
+    return tvsim_reload() == 0;
+}
+
 void isolateSettings()
 {
     QStandardPaths::setTestModeEnabled(true);
+}
+
+QString simToolPath()
+{
+    QString dir = qEnvironmentVariable("TAVO_SIM_BIN_DIR");
+#ifdef TESTUTIL_SIM_BIN_DIR
+    if (dir.isEmpty())
+        dir = QStringLiteral(TESTUTIL_SIM_BIN_DIR);
+#endif
+    return dir + QStringLiteral("/tavo-sim");
+}
+
+SimToolResult runSimTool(const QStringList &arguments, int timeoutMs)
+{
+    SimToolResult result;
+    QProcess process;
+    process.start(simToolPath(), arguments);
+    if (!process.waitForStarted(timeoutMs)) {
+        result.errors = process.errorString();
+        return result;
+    }
+    if (!process.waitForFinished(timeoutMs)) {
+        process.kill();
+        process.waitForFinished(timeoutMs);
+        result.errors = QStringLiteral("tavo-sim did not end in time");
+        return result;
+    }
+    result.output = QString::fromLocal8Bit(process.readAllStandardOutput());
+    result.errors = QString::fromLocal8Bit(process.readAllStandardError());
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    return result;
+}
+
+SimHold::SimHold(const QString &serial, int timeoutMs)
+    : m_process(new QProcess)
+{
+    m_process->start(simToolPath(), {QStringLiteral("hold"), serial});
+    if (!m_process->waitForStarted(timeoutMs)) {
+        m_errors = m_process->errorString();
+        return;
+    }
+    // It says "holding SERIAL" once the camera is open.
+    QByteArray output;
+    while (!output.contains('\n') && m_process->state() == QProcess::Running) {
+        if (!m_process->waitForReadyRead(timeoutMs))
+            break;
+        output += m_process->readAllStandardOutput();
+    }
+    m_holding = output.startsWith("holding ");
+    if (!m_holding) {
+        m_process->waitForFinished(timeoutMs);
+        m_errors = QString::fromLocal8Bit(m_process->readAllStandardError());
+    }
+}
+
+SimHold::~SimHold()
+{
+    stop();
+}
+
+void SimHold::stop()
+{
+    if (m_process->state() != QProcess::NotRunning) {
+        m_process->terminate();
+        if (!m_process->waitForFinished(10000)) {
+            m_process->kill();
+            m_process->waitForFinished(10000);
+        }
+    }
+    m_holding = false;
+}
+
+QVector<PlantedDefect> plantedDefects(const QString &serial)
+{
+    const QByteArray name = serial.toLatin1();
+    const int count = tvsim_defects(name.constData(), nullptr, 0);
+    QVector<TvsimDefect> raw(qMax(0, count));
+    tvsim_defects(name.constData(), raw.data(), raw.size());
+    QVector<PlantedDefect> result;
+    for (const TvsimDefect &defect : raw)
+        result.append({QPoint(defect.x, defect.y), defect.strength, defect.factory != 0});
+    return result;
+}
+
+DetectionExpectation expectedDetection(const QString &serial, int threshold, double exposure,
+                                       int gain, const QVector<QPoint> &corrected)
+{
+    DetectionExpectation expectation;
+    for (const PlantedDefect &defect : plantedDefects(serial)) {
+        const double signal = std::lround(tvsim_dark_signal(defect.strength, exposure, gain));
+        if (corrected.contains(defect.position) || signal <= threshold - 8)
+            expectation.mustMiss.append(defect.position);
+        else if (signal >= threshold + 8)
+            expectation.mustFind.append(defect.position);
+    }
+    return expectation;
 }
 
 } // namespace TestUtil
