@@ -79,6 +79,10 @@ protected slots:
 private:
     void openDevice(uint32_t idWord);
     void refreshExposure();
+    void applyPixelclock(int value);
+    void applyExposure(double value);
+    void applyMastergain(int value);
+    void applyBuiltInRule();
     [[noreturn]] void throwStatus(int status) const;
 
     EventThread m_deviceEvents;

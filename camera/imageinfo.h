@@ -8,9 +8,10 @@ struct ImageInfo
 {
     ImageInfo() = default;
     ImageInfo(qint32 width, qint32 height, qint32 bitsPerPixel)
-        : width(width), height(height), bitsPerPixel(bitsPerPixel)
-    {
-    }
+        : width(width)
+        , height(height)
+        , bitsPerPixel(bitsPerPixel)
+    { }
 
     qint32 width = 0;
     qint32 height = 0;

@@ -1,0 +1,54 @@
+// A thread that waits on camera library events and reports each code as the
+// signal eventhappen. Handle 0 waits for the library-wide device events, a
+// camera handle for that camera's events. The wait has no time-out, so every
+// EventThread owns a private wake-up code from EventCodePool, by which stop()
+// ends the wait. Created and controlled on the GUI thread; run() and the
+// signal are on the thread itself.
+#pragma once
+
+#include "camera/tavo_api.h"
+
+#include <QThread>
+
+#include <atomic>
+#include <vector>
+
+class EventThread : public QThread
+{
+    Q_OBJECT
+
+public:
+    // Throws std::runtime_error when no wake-up code is left.
+    explicit EventThread(QObject *parent = nullptr);
+    ~EventThread() override;
+
+    // Registers and enables the codes with the library, followed by the own
+    // wake-up code, and starts waiting. Returns 0, -1 if a code could not be
+    // registered, or the status of the enabling call; on failure no thread
+    // starts. Must not be called while the thread is still running.
+    int start(cameraHandle handle, std::vector<unsigned int> events);
+    int start(cameraHandle handle, unsigned int event);
+    // Asks the thread to end and returns at once.
+    void stop();
+
+    unsigned int ownEvent() const { return m_ownEvent; }
+    // The codes in force, own code last.
+    const std::vector<unsigned int> &events() const { return m_events; }
+
+signals:
+    void eventhappen(uint event);
+
+protected:
+    void run() override;
+
+private:
+    void joinMembers();
+
+    cameraHandle m_handle = 0;
+    std::vector<unsigned int> m_events;
+    std::atomic<bool> m_running {false};
+    // Set last by run(): reading it after a wait orders the thread's last
+    // reads of the members before the next change of them.
+    std::atomic<bool> m_finished {false};
+    unsigned int m_ownEvent;
+};
