@@ -1,0 +1,107 @@
+#include "controls/doubleparameterwidget.h"
+
+#include <QDoubleSpinBox>
+#include <QLabel>
+#include <QSlider>
+
+#include <cmath>
+#include <limits>
+
+namespace {
+
+// Truncates toward zero like a cast, but saturates where a cast would be
+// undefined: a step of 0 gives an infinite or undefined quotient.
+int truncateToInt(double value)
+{
+    if (std::isnan(value))
+        return 0;
+    if (value >= double(std::numeric_limits<int>::max()))
+        return std::numeric_limits<int>::max();
+    if (value <= double(std::numeric_limits<int>::min()))
+        return std::numeric_limits<int>::min();
+    return int(value);
+}
+
+} // namespace
+
+DoubleParameterWidget::DoubleParameterWidget()
+    : spinBox(new QDoubleSpinBox)
+{
+    adoptControl(spinBox);
+
+    // The order of these connections decides the order of the slots.
+    connect(slider, &QSlider::valueChanged, this, &DoubleParameterWidget::changeValueRelative);
+    connect(slider, &QSlider::sliderReleased, this, &DoubleParameterWidget::emitValueChanged);
+    connect(spinBox, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this,
+            &DoubleParameterWidget::changeValue);
+    connect(spinBox, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this,
+            &DoubleParameterWidget::emitValueChanged);
+}
+
+void DoubleParameterWidget::setEnabled(bool enabled)
+{
+    spinBox->setEnabled(enabled);
+    label->setEnabled(enabled);
+    slider->setEnabled(enabled);
+}
+
+// Slider to spin box: the slider's range stands for the spin box's range.
+void DoubleParameterWidget::changeValueRelative(int value)
+{
+    static bool busy = false;
+    if (busy)
+        return;
+    forwardValue = false;
+    busy = true;
+
+    const double maximum = spinBox->maximum();
+    const double minimum = spinBox->minimum();
+    const int sliderMaximum = slider->maximum();
+
+    spinBox->blockSignals(true);
+    if (sliderMaximum != 0)
+        spinBox->setValue((maximum - minimum) * (double(value) / sliderMaximum) + minimum);
+    spinBox->blockSignals(false);
+
+    forwardValue = true;
+    busy = false;
+}
+
+// Spin box to slider. The slider's signals stay on: when the slider really
+// moves, changeValueRelative puts the slider's grid value into the spin box,
+// so that a typed number snaps down to the grid before it goes out.
+void DoubleParameterWidget::changeValue(double value)
+{
+    static bool busy = false;
+    if (busy)
+        return;
+    forwardValue = false;
+    busy = true;
+
+    const double ratio = (value - spinBox->minimum()) / (spinBox->maximum() - spinBox->minimum());
+    slider->setValue(truncateToInt(ratio * slider->maximum()));
+
+    busy = false;
+    forwardValue = true;
+}
+
+void DoubleParameterWidget::emitValueChanged()
+{
+    if (forwardValue)
+        emit valueChanged(spinBox->value());
+}
+
+void DoubleParameterWidget::setParam(CameraParameter<double> &param)
+{
+    // Not blocked, as in ParameterWidget::setParam.
+    spinBox->setMinimum(param.min);
+    spinBox->setMaximum(param.max);
+    // (min - max) is negative for every real range, and the spin box refuses
+    // a negative step: its arrows keep their step of 1.0. Left so on purpose.
+    spinBox->setSingleStep((param.min - param.max) / 100.0);
+    spinBox->setValue(param.value);
+
+    slider->setMinimum(0);
+    slider->setMaximum(truncateToInt((param.max - param.min) / param.inc));
+    slider->setValue(truncateToInt((param.value - param.min) / param.inc));
+}
