@@ -1,0 +1,64 @@
+// HotpixelDetector: lists every position whose average over the frames lies
+// more than a threshold above the mean of its plane (each Bayer phase being a
+// plane of its own). Made for one run and deleted after it, on the GUI thread.
+#pragma once
+
+#include "detection/badpixeldetector.h"
+
+#include <QPoint>
+
+#include "hotpixel/badpixellistmodel.h"
+
+class HotpixelDetector : public BadpixelDetector
+{
+    Q_OBJECT
+
+public:
+    // Sums the elements (modulo 2^32) and counts them.
+    class MeanIterator final : public Matrix<unsigned>::Iterator
+    {
+    public:
+        void visit(unsigned &element) override
+        {
+            sum += element;
+            ++count;
+        }
+
+        unsigned sum = 0;
+        unsigned count = 0;
+    };
+
+    // Adds the position of each element above limit to the model; a position
+    // the model already holds is refused there.
+    class AddHotpixelIterator final : public PixelPosIterator
+    {
+    public:
+        AddHotpixelIterator(BadpixelListModel *model, unsigned limit)
+            : model(model)
+            , limit(limit)
+        { }
+
+        void report(unsigned &element, unsigned posX, unsigned posY) override
+        {
+            if (element > limit)
+                model->addPixel(QPoint(int(posX), int(posY)));
+        }
+
+        BadpixelListModel *model;
+        unsigned limit;
+    };
+
+    explicit HotpixelDetector(unsigned threshold);
+
+    void detect(BadpixelListModel &model) override;
+
+    // Mean of the monochrome plane of the last run; throws "Not instanced."
+    // before one.
+    unsigned mean() const;
+
+protected:
+    void detectMono(BadpixelListModel &model, unsigned threshold);
+    void detectBayer(BadpixelListModel &model, unsigned threshold);
+
+    unsigned m_threshold;
+};
