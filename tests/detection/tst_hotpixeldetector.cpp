@@ -1,89 +1,75 @@
-// HotpixelDetector on frames made in memory: the averages, the limits of the
-// monochrome plane and of the Bayer phases, the order in which found pixels
-// reach the list, and every failure with its text.
+// Matrix, the image walks of the iterators, and HotpixelDetector on frames made
+// in memory and on frames of the simulated cameras with the lens covered.
+#include "camera/camera.h"
 #include "detection/hotpixeldetector.h"
-#include "hotpixel/badpixellistmodel.h"
+#include "simulator/tavosim_control.h"
+#include "tests/testutil/testutil.h"
 
 #include <QSignalSpy>
 #include <QtTest>
 
-#include <cstring>
 #include <functional>
-#include <stdexcept>
-
-inline uint qHash(const QPoint &p, uint seed = 0)
-{
-    return qHash(qMakePair(p.x(), p.y()), seed);
-}
 
 namespace {
 
 constexpr int Bayer = 11;
 constexpr int Mono = 6;
 
-using PixelValue = std::function<int(int x, int y, int frame)>;
-
-// An 8-bit frame with every byte, line filler included, at background, and
-// the pixels given by value() set over it.
-QImage frame(int width, int height, int background, const PixelValue &value = {}, int index = 0)
+// Records each position reported with its element, as "x,y=element ".
+class Recorder final : public BadpixelDetector::PixelPosIterator
 {
-    QImage image(width, height, QImage::Format_Indexed8);
-    std::memset(image.bits(), background, size_t(image.sizeInBytes()));
-    if (value) {
-        for (int y = 0; y < height; ++y) {
-            uchar *line = image.scanLine(y);
-            for (int x = 0; x < width; ++x) {
-                const int v = value(x, y, index);
-                if (v >= 0)
-                    line[x] = uchar(v);
-            }
-        }
+public:
+    void report(unsigned &e, unsigned x, unsigned y) override
+    {
+        walk += QStringLiteral("%1,%2=%3 ").arg(x).arg(y).arg(e);
     }
-    return image;
-}
+    QString walk;
+};
 
-QVector<QImage> frames(int width, int height, int background, const PixelValue &value = {},
-                       int count = 10)
+// Ten frames, value(x, y, frame) at each pixel.
+QVector<QImage> frames(int width, int height, const std::function<int(int, int, int)> &value)
 {
     QVector<QImage> result;
-    for (int i = 0; i < count; ++i)
-        result.append(frame(width, height, background, value, i));
-    return result;
-}
-
-// Values at chosen positions, -1 (the background) elsewhere.
-PixelValue planted(const QHash<QPoint, int> &pixels)
-{
-    return [pixels](int x, int y, int) { return pixels.value(QPoint(x, y), -1); };
-}
-
-QVector<QPoint> positions(const BadpixelListModel &model)
-{
-    QVector<QPoint> result;
-    for (const BadpixelEntry &e : model.pixels()) {
-        if (e.pixelClass == 1)
-            result.append(QPoint(e.x, e.y));
+    for (int i = 0; i < 10; ++i) {
+        result.append(QImage(width, height, QImage::Format_Indexed8));
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x)
+                result[i].scanLine(y)[x] = uchar(value(x, y, i));
+        }
     }
     return result;
 }
 
-// Runs a detector with a spy on detectionFinished; returns the failure text,
-// empty on success.
-QString run(unsigned threshold, int colorMode, const QVector<QImage> &images,
-            BadpixelListModel &model, int *finished = nullptr)
+QVector<QImage> hotAt(int w, int h, const QVector<QPoint> &points)
+{
+    return frames(w, h, [&](int x, int y, int) { return points.contains({x, y}) ? 255 : 0; });
+}
+
+// A detection into an empty list: its failure, how often it told it finished,
+// and the pixels found, as "x,y x,y ..." in the order they reached the list.
+struct Run
+{
+    QString failure, found;
+    int finished = 0;
+};
+
+Run run(unsigned threshold, int colorMode, const QVector<QImage> &images)
 {
     HotpixelDetector detector(threshold);
-    QSignalSpy spy(&detector, &HotpixelDetector::detectionFinished);
+    QSignalSpy finished(&detector, &HotpixelDetector::detectionFinished);
     detector.setInput(colorMode, &images);
-    QString failure;
+    BadpixelListModel model;
+    Run result;
     try {
         detector.detect(model);
     } catch (const std::exception &e) {
-        failure = QString::fromLatin1(e.what());
+        result.failure = QString::fromLatin1(e.what());
     }
-    if (finished)
-        *finished = spy.count();
-    return failure;
+    result.finished = finished.count();
+    for (const BadpixelEntry &e : model.pixels())
+        result.found += QStringLiteral("%1,%2 ").arg(e.x).arg(e.y);
+    result.found.chop(1);
+    return result;
 }
 
 } // namespace
@@ -93,18 +79,75 @@ class tst_HotpixelDetector : public QObject
     Q_OBJECT
 
 private slots:
+    void matrix();
+    void walk_data();
+    void walk();
     void failures_data();
     void failures();
     void monoFindsPlantedPixels();
-    void averageTruncates();
-    void limitIsStrict();
     void bayerPhasesHaveOwnLimits();
     void orderOfReports();
-    void walkOddities();
-    void knownPositionsAreNotRepeated();
-    void meanAndRepeatedRuns();
-    void addIterator();
+    void coveredSensor_data();
+    void coveredSensor();
 };
+
+void tst_HotpixelDetector::matrix()
+{
+    QVERIFY_EXCEPTION_THROWN(Matrix<unsigned>(0, 5), std::length_error);
+    QVERIFY_EXCEPTION_THROWN(Matrix<unsigned>(5, 0), std::length_error);
+    // Above 0x3FFFFFFF elements the allocation itself must fail.
+    QVERIFY_EXCEPTION_THROWN(Matrix<unsigned>(0x4000, 0x10000), std::bad_alloc);
+
+    Matrix<unsigned> m(2, 3);
+    for (unsigned i = 0; i < 6; ++i)
+        m.data[i] = 10 + i;
+    QCOMPARE(m(2, 0), 12u); // element in the row, then row
+    QCOMPARE(m(0, 1), 13u);
+    QVERIFY_EXCEPTION_THROWN(m(3, 0), Matrix<unsigned>::out_of_range);
+    QVERIFY_EXCEPTION_THROWN(m(0, 2), Matrix<unsigned>::out_of_range);
+    BadpixelDetector::DivIterator div(10);
+    m.forEach(div);
+    QCOMPARE(m(2, 1), 1u); // 15 / 10 truncates
+}
+
+void tst_HotpixelDetector::walk_data()
+{
+    QTest::addColumn<QSize>("size");
+    QTest::addColumn<QVector<int>>("grid");
+    QTest::addColumn<QString>("walk"); // the positions, with the byte offsets read there
+
+    // A line of the walk has width + 1 positions, and its line length is the
+    // width: at width 6 the line filler is read as pixels.
+    QTest::newRow("4x2 all") << QSize(4, 2) << QVector<int> {0, 0, 1, 1}
+                             << QString("0,0=0 1,0=1 2,0=2 3,0=3 4,0=4 0,1=4 1,1=5 2,1=6");
+    QTest::newRow("4x4 phase 00") << QSize(4, 4) << QVector<int> {0, 0, 2, 2}
+                                  << QString("0,0=0 2,0=2 4,0=4 0,2=8");
+    QTest::newRow("4x4 phase 10") << QSize(4, 4) << QVector<int> {1, 0, 2, 2}
+                                  << QString("1,0=1 3,0=3 1,2=9 3,2=11");
+    QTest::newRow("6x2 all")
+            << QSize(6, 2) << QVector<int> {0, 0, 1, 1}
+            << QString("0,0=0 1,0=1 2,0=2 3,0=3 4,0=4 5,0=5 6,0=6 0,1=6 1,1=7 2,1=8 3,1=9 4,1=10");
+}
+
+void tst_HotpixelDetector::walk()
+{
+    QFETCH(QSize, size);
+    QFETCH(QVector<int>, grid);
+    QFETCH(QString, walk);
+
+    QImage image(size, QImage::Format_Indexed8); // each byte, filler too, holds its offset
+    for (qsizetype i = 0; i < image.sizeInBytes(); ++i)
+        image.bits()[i] = uchar(i);
+    const PixelGrid pixelGrid = {uchar(grid[0]), uchar(grid[1]), uchar(grid[2]), uchar(grid[3])};
+    Matrix<unsigned> m(unsigned(size.height() / grid[3]), unsigned(size.width() / grid[2]));
+    BadpixelDetector::CopyIterator copy;
+    BadpixelDetector::ImageValueIterator values(&image, &pixelGrid, &copy);
+    m.forEach(values);
+    Recorder recorder;
+    BadpixelDetector::ImagePosIterator positions(&image, &pixelGrid, &recorder);
+    m.forEach(positions);
+    QCOMPARE(recorder.walk.trimmed(), walk);
+}
 
 void tst_HotpixelDetector::failures_data()
 {
@@ -112,37 +155,22 @@ void tst_HotpixelDetector::failures_data()
     QTest::addColumn<QVector<QImage>>("images");
     QTest::addColumn<QString>("text");
 
-    const QString noImages = QStringLiteral("No images acquired for hot pixel detection.");
-    const QString format = QStringLiteral("Image format for hot pixel detection not supported.");
-    const QString colorMode = QStringLiteral("Color mode for hot pixel detection not supported.");
-    const QString sizes = QStringLiteral("Aqcuired images are not the same size.");
-    const QString noSize = QStringLiteral("Matrix has no size");
+    const QVector<QImage> good = hotAt(16, 16, {{1, 0}});
+    QVector<QImage> rgb = good, lower = good, narrower = good;
+    rgb[0] = rgb[0].convertToFormat(QImage::Format_RGB32);
+    lower[6] = good[6].copy(0, 0, 16, 14);
+    narrower[6] = good[6].copy(0, 0, 14, 16);
+    const QString sizes("Aqcuired images are not the same size.");
 
-    QVector<QImage> rgb(10, QImage(16, 16, QImage::Format_RGB32));
-    for (QImage &image : rgb)
-        image.fill(0);
-    QVector<QImage> seventhDiffers = frames(16, 16, 0);
-    seventhDiffers[6] = frame(16, 14, 0);
-    QVector<QImage> seventhNarrower = frames(16, 16, 0);
-    seventhNarrower[6] = frame(14, 16, 0);
-    // Only the first frame's format is asked.
-    QVector<QImage> laterRgb = frames(16, 16, 0);
-    laterRgb[3] = QImage(16, 16, QImage::Format_RGB32);
-    laterRgb[3].fill(0);
-
-    QTest::newRow("no frames, bayer") << Bayer << QVector<QImage>() << noImages;
-    QTest::newRow("no frames, mono") << Mono << QVector<QImage>() << noImages;
-    QTest::newRow("32-bit, bayer") << Bayer << rgb << format;
-    QTest::newRow("32-bit, mode 0") << 0 << rgb << format; // the format is asked first
-    QTest::newRow("null image") << Mono << QVector<QImage>(10) << format;
-    QTest::newRow("mode 0") << 0 << frames(16, 16, 0) << colorMode;
-    QTest::newRow("mode 6 as 7") << 7 << frames(16, 16, 0) << colorMode;
-    QTest::newRow("seventh differs, bayer") << Bayer << seventhDiffers << sizes;
-    QTest::newRow("seventh differs, mono") << Mono << seventhNarrower << sizes;
-    QTest::newRow("later 32-bit frame, same size") << Mono << laterRgb << QString();
-    QTest::newRow("width 1, bayer") << Bayer << frames(1, 16, 0) << noSize;
-    QTest::newRow("height 1, bayer") << Bayer << frames(16, 1, 0) << noSize;
-    QTest::newRow("width 1, mono") << Mono << frames(1, 16, 0) << QString();
+    QTest::newRow("no frames") << Mono << QVector<QImage>()
+                               << QString("No images acquired for hot pixel detection.");
+    QTest::newRow("32-bit, mode 0")
+            << 0 << rgb << QString("Image format for hot pixel detection not supported.");
+    QTest::newRow("mode 0") << 0 << good
+                            << QString("Color mode for hot pixel detection not supported.");
+    QTest::newRow("seventh lower, bayer") << Bayer << lower << sizes;
+    QTest::newRow("seventh narrower, mono") << Mono << narrower << sizes;
+    QTest::newRow("width 1, bayer") << Bayer << hotAt(1, 16, {}) << QString("Matrix has no size");
 }
 
 void tst_HotpixelDetector::failures()
@@ -151,263 +179,100 @@ void tst_HotpixelDetector::failures()
     QFETCH(QVector<QImage>, images);
     QFETCH(QString, text);
 
-    // Bright pixels that a run would report if it got that far.
-    for (QImage &image : images) {
-        if (image.format() == QImage::Format_Indexed8 && image.width() > 1)
-            image.scanLine(0)[1] = 255;
-    }
-
-    BadpixelListModel model;
-    model.addPixel(QPoint(3, 3));
-    QSignalSpy added(&model, &BadpixelListModel::pixelAdded);
-    int finished = -1;
-    QCOMPARE(run(40, colorMode, images, model, &finished), text);
-    QCOMPARE(finished, 1);
-    if (!text.isEmpty()) {
-        QCOMPARE(added.count(), 0);
-        QCOMPARE(positions(model), QVector<QPoint> {QPoint(3, 3)});
-    }
-
-    // The errors have their own types.
-    HotpixelDetector detector(40);
-    detector.setInput(colorMode, &images);
-    if (text.startsWith(QLatin1String("Color")))
-        QVERIFY_EXCEPTION_THROWN(detector.detect(model), BadpixelDetector::ErrColorMode);
-    else if (text.startsWith(QLatin1String("Matrix")))
-        QVERIFY_EXCEPTION_THROWN(detector.detect(model), std::length_error);
-
-    // Without input it is a run without frames.
-    HotpixelDetector noInput(40);
-    QSignalSpy noInputFinished(&noInput, &HotpixelDetector::detectionFinished);
-    try {
-        noInput.detect(model);
-        QFAIL("a run without frames passed");
-    } catch (const std::runtime_error &e) {
-        QCOMPARE(QString(e.what()), QStringLiteral("No images acquired for hot pixel detection."));
-    }
-    QCOMPARE(noInputFinished.count(), 1);
+    const Run result = run(40, colorMode, images);
+    QCOMPARE(result.failure, text);
+    QCOMPARE(result.finished, 1);
+    // A failed run reports nothing: the matrices are built before any decision.
+    QCOMPARE(result.found, QString());
 }
 
 void tst_HotpixelDetector::monoFindsPlantedPixels()
 {
-    // A dark sensor with noise of 0 to 15 and a few hot pixels of different
-    // strengths, some flickering from frame to frame.
-    const QHash<QPoint, int> hot = {{{5, 3}, 255}, {{40, 20}, 90}, {{63, 0}, 200}, {{17, 44}, 70}};
-    auto value = [&hot](int x, int y, int i) {
-        if (hot.contains(QPoint(x, y)))
-            return hot.value(QPoint(x, y)) - (i % 2) * 10;
+    // Noise of 0 to 15, planted pixels of 255 and 245, and ones whose ten
+    // values sum to 409 and 410: on a mean of 7 and threshold 33 the limit is
+    // 40, which 409 / 10 doesn't pass and 410 / 10 does.
+    const QVector<QImage> images = frames(64, 48, [](int x, int y, int i) {
+        if ((x == 5 && y == 3) || (x == 63 && y == 0))
+            return 255 - (i % 2) * 10;
+        if ((x == 40 && y == 20) || (x == 17 && y == 44))
+            return i == 0 && x == 40 ? 40 : 41;
         return (x * 7 + y * 13 + i * 5) % 16;
-    };
-    BadpixelListModel model;
-    QSignalSpy added(&model, &BadpixelListModel::pixelAdded);
-    int finished = 0;
-    QCOMPARE(run(40, Mono, frames(64, 48, 0, value), model, &finished), QString());
-    QCOMPARE(finished, 1);
-    // Noise averages to about 7; only the planted pixels are above 47.
-    QCOMPARE(positions(model), (QVector<QPoint> {{63, 0}, {5, 3}, {40, 20}, {17, 44}}));
-    QCOMPARE(added.count(), 4);
-
-    // A weak hot pixel at threshold 40 is found at 20.
-    const QHash<QPoint, int> weak = {{{10, 10}, 40}};
-    BadpixelListModel weakModel;
-    QCOMPARE(run(40, Mono, frames(32, 32, 10, planted(weak)), weakModel), QString());
-    QCOMPARE(positions(weakModel).size(), 0);
-    QCOMPARE(run(20, Mono, frames(32, 32, 10, planted(weak)), weakModel), QString());
-    QCOMPARE(positions(weakModel), QVector<QPoint> {QPoint(10, 10)});
-}
-
-void tst_HotpixelDetector::averageTruncates()
-{
-    // Ten values summing to 409 average to 40, to 410 average to 41. On a
-    // black sensor the mean truncates to 0 and the limit is the threshold.
-    auto value = [](int x, int y, int i) {
-        if (QPoint(x, y) == QPoint(3, 4))
-            return i == 0 ? 40 : 41; // 409
-        if (QPoint(x, y) == QPoint(9, 4))
-            return 41; // 410
-        if (QPoint(x, y) == QPoint(20, 20))
-            return 255;
-        return -1;
-    };
-    BadpixelListModel model;
-    QCOMPARE(run(40, Mono, frames(32, 32, 0, value), model), QString());
-    QCOMPARE(positions(model), (QVector<QPoint> {{9, 4}, {20, 20}}));
-
-    // The same with any number of frames: the divisor is the frame count.
-    BadpixelListModel three;
-    auto threeValue = [](int x, int y, int i) {
-        if (QPoint(x, y) == QPoint(3, 4))
-            return i == 0 ? 41 : 42; // 125 / 3 = 41
-        if (QPoint(x, y) == QPoint(5, 4))
-            return i == 0 ? 40 : 41; // 122 / 3 = 40
-        return -1;
-    };
-    QCOMPARE(run(40, Mono, frames(32, 32, 0, threeValue, 3), three), QString());
-    QCOMPARE(positions(three), QVector<QPoint> {QPoint(3, 4)});
-}
-
-void tst_HotpixelDetector::limitIsStrict()
-{
-    // A mean of 250 and threshold 5: 255 is not above the limit of 255.
-    const QHash<QPoint, int> hot = {{{4, 4}, 255}};
-    BadpixelListModel model;
-    QCOMPARE(run(5, Mono, frames(32, 32, 250, planted(hot)), model), QString());
-    QCOMPARE(model.rowCount(), 0);
-    QCOMPARE(run(4, Mono, frames(32, 32, 250, planted(hot)), model), QString());
-    QCOMPARE(positions(model), QVector<QPoint> {QPoint(4, 4)});
+    });
+    QCOMPARE(run(33, Mono, images).found, QStringLiteral("63,0 5,3 17,44"));
 }
 
 void tst_HotpixelDetector::bayerPhasesHaveOwnLimits()
 {
-    // Phase (1,0), the odd columns of the even rows, is bright as a whole.
-    // It gets a limit of its own and reports nothing at 230, while 60 is hot
-    // in the dark phases and 250 in the bright one.
-    const QHash<QPoint, int> hot = {{{6, 4}, 60}, {{7, 4}, 230},  {{9, 6}, 250},
-                                    {{3, 5}, 60}, {{10, 11}, 60}, {{11, 9}, 49}};
-    auto value = [&hot](int x, int y, int) {
-        if (hot.contains(QPoint(x, y)))
-            return hot.value(QPoint(x, y));
-        return (x % 2 == 1 && y % 2 == 0) ? 200 : 10;
-    };
-    BadpixelListModel model;
-    QCOMPARE(run(40, Bayer, frames(32, 24, 0, value), model), QString());
-    QCOMPARE(positions(model), (QVector<QPoint> {{6, 4}, {10, 11}, {9, 6}, {3, 5}}));
-
-    // As a monochrome plane the bright phase pulls the mean up to 57: the dark
-    // hot pixels disappear and the whole bright phase is listed.
-    BadpixelListModel mono;
-    QCOMPARE(run(40, Mono, frames(32, 24, 0, value), mono), QString());
-    QVERIFY(positions(mono).contains(QPoint(7, 4)));
-    QVERIFY(!positions(mono).contains(QPoint(6, 4)));
+    // Phase (1,0), the odd columns of even rows, is bright as a whole: 230 is
+    // normal there, while 60 is hot in the dark phases and 50 isn't above 10 + 40.
+    const QMap<QPair<int, int>, int> hot
+            = {{{6, 4}, 60}, {{7, 4}, 230}, {{9, 6}, 250}, {{11, 9}, 50}};
+    const auto images = frames(32, 24, [&hot](int x, int y, int) {
+        return hot.value({x, y}, (x % 2 == 1 && y % 2 == 0) ? 200 : 10);
+    });
+    QCOMPARE(run(40, Bayer, images).found, QStringLiteral("6,4 9,6"));
 }
 
 void tst_HotpixelDetector::orderOfReports()
 {
-    // Phase (0,0) first, then (0,1), (1,0), (1,1), each in the order of its walk.
-    const QHash<QPoint, int> hot = {{{2, 2}, 255}, {{4, 0}, 255}, {{2, 1}, 255}, {{3, 0}, 255},
-                                    {{5, 3}, 255}, {{1, 1}, 255}, {{6, 5}, 255}};
-    BadpixelListModel model;
-    QSignalSpy added(&model, &BadpixelListModel::pixelAdded);
-    QCOMPARE(run(40, Bayer, frames(8, 8, 0, planted(hot)), model), QString());
-    QCOMPARE(positions(model),
-             (QVector<QPoint> {{4, 0}, {2, 2}, {2, 1}, {6, 5}, {3, 0}, {1, 1}, {5, 3}}));
-    QCOMPARE(added.count(), 7);
-    for (const QVariantList &args : added)
-        QCOMPARE(args.at(0).toInt(), 1);
-
-    // Monochrome: in the order of the walk, line by line.
-    BadpixelListModel mono;
-    QCOMPARE(run(40, Mono, frames(8, 8, 0, planted(hot)), mono), QString());
-    QCOMPARE(positions(mono),
-             (QVector<QPoint> {{3, 0}, {4, 0}, {1, 1}, {2, 1}, {2, 2}, {5, 3}, {6, 5}}));
+    // Bayer: phase (0,0), then (0,1), (1,0), (1,1), each in its walk's order.
+    // A hot pixel opening a line is also seen at x == width of the line before.
+    const auto images
+            = hotAt(8, 8, {{2, 2}, {4, 0}, {2, 1}, {3, 0}, {5, 3}, {1, 1}, {6, 5}, {0, 7}, {0, 1}});
+    QCOMPARE(run(40, Bayer, images).found,
+             QStringLiteral("4,0 8,0 2,2 0,1 2,1 6,5 0,7 3,0 1,1 5,3"));
+    QCOMPARE(run(40, Mono, images).found,
+             QStringLiteral("3,0 4,0 8,0 0,1 1,1 2,1 2,2 5,3 6,5 8,6 0,7"));
 }
 
-void tst_HotpixelDetector::walkOddities()
+void tst_HotpixelDetector::coveredSensor_data()
 {
-    // A hot pixel at the start of a line is also read at x == width of the
-    // line before, in the monochrome walk and in the walk of the even columns.
-    const QHash<QPoint, int> lineStart = {{{0, 2}, 255}};
-    BadpixelListModel mono;
-    QCOMPARE(run(40, Mono, frames(8, 8, 0, planted(lineStart)), mono), QString());
-    QCOMPARE(positions(mono), (QVector<QPoint> {{8, 1}, {0, 2}}));
-
-    const QHash<QPoint, int> oddLineStart = {{{0, 1}, 255}};
-    BadpixelListModel bayer;
-    QCOMPARE(run(40, Bayer, frames(8, 8, 0, planted(oddLineStart)), bayer), QString());
-    QCOMPARE(positions(bayer), (QVector<QPoint> {{8, 0}, {0, 1}}));
-
-    // With width + 1 positions a line the monochrome walk ends before the last
-    // line does: on a 8 x 8 sensor it covers 64 positions, up to (0, 7).
-    const QHash<QPoint, int> lastLine = {{{0, 7}, 255}, {{1, 7}, 255}, {{7, 7}, 255}};
-    BadpixelListModel end;
-    QCOMPARE(run(40, Mono, frames(8, 8, 0, planted(lastLine)), end), QString());
-    QCOMPARE(positions(end), (QVector<QPoint> {{8, 6}, {0, 7}}));
-
-    // A width not divisible by 4 leaves filler bytes at the end of each line,
-    // which the walk reads as pixels: on a 6 x 2 black frame with bright
-    // filler, the offsets 6 and 7 are read at (6,0), (0,1) and (1,1).
-    QVector<QImage> padded = frames(6, 2, 255, [](int, int, int) { return 0; });
-    BadpixelListModel filler;
-    QCOMPARE(run(40, Mono, padded, filler), QString());
-    QCOMPARE(positions(filler), (QVector<QPoint> {{6, 0}, {0, 1}, {1, 1}}));
-
-    // Width 1 is a legal monochrome plane.
-    BadpixelListModel narrow;
-    const QHash<QPoint, int> top = {{{0, 0}, 255}};
-    QCOMPARE(run(40, Mono, frames(1, 30, 0, planted(top)), narrow), QString());
-    QCOMPARE(positions(narrow), QVector<QPoint> {QPoint(0, 0)});
+    QTest::addColumn<int>("deviceId");
+    QTest::addColumn<int>("colorMode");
+    QTest::newRow("monochrome") << 1 << Mono;
+    QTest::newRow("bayer") << 2 << Bayer;
 }
 
-void tst_HotpixelDetector::knownPositionsAreNotRepeated()
+void tst_HotpixelDetector::coveredSensor()
 {
-    const QHash<QPoint, int> hot = {{{3, 3}, 255}, {{5, 3}, 255}, {{7, 3}, 255}};
-    BadpixelListModel model;
-    model.addPixel(QPoint(5, 3));
-    QSignalSpy added(&model, &BadpixelListModel::pixelAdded);
-    QCOMPARE(run(40, Mono, frames(16, 16, 0, planted(hot)), model), QString());
-    QCOMPARE(positions(model), (QVector<QPoint> {{5, 3}, {3, 3}, {7, 3}}));
-    QCOMPARE(added.count(), 2);
-}
+    QFETCH(int, deviceId);
+    QFETCH(int, colorMode);
+    const QString serial = QStringLiteral("410300010%1").arg(deviceId);
+    TestUtil::SimEnvironment sim;
+    QCOMPARE(tvsim_cover(qPrintable(serial), 1), 0);
 
-void tst_HotpixelDetector::meanAndRepeatedRuns()
-{
-    HotpixelDetector detector(40);
-    try {
-        detector.mean();
-        QFAIL("a mean without a plane");
-    } catch (const std::runtime_error &e) {
-        QCOMPARE(QString(e.what()), QStringLiteral("Not instanced."));
+    Camera camera;
+    camera.open(deviceId);
+    QCOMPARE(camera.colorMode(), colorMode);
+    // At exposure 300 and gain 50 a defect's dark signal is its strength.
+    camera.setBadPixelCorrection(false);
+    camera.setFramerate(3.0);
+    camera.setExposure(300.0);
+    camera.setMastergain(50);
+    QVector<QImage> captured; // the first two may have been exposed before the settings
+    connect(&camera, &Camera::newImage, this, [&](QImage &image) {
+        if (!image.isNull() && captured.size() < 12)
+            captured.append(image.copy());
+    });
+    QTRY_COMPARE_WITH_TIMEOUT(captured.size(), 12, 60000);
+    camera.close();
+    captured.remove(0, 2);
+
+    const auto expected = TestUtil::expectedDetection(serial, 40, 300.0, 50);
+    QVERIFY(!expected.mustFind.isEmpty() && !expected.mustMiss.isEmpty());
+    const QStringList found = run(40, colorMode, captured).found.split(' ');
+    const auto key = [](QPoint p) { return QStringLiteral("%1,%2").arg(p.x()).arg(p.y()); };
+    for (const QPoint &p : expected.mustFind)
+        QVERIFY2(found.contains(key(p)), qPrintable("missed " + key(p)));
+    // Nothing else and nothing too weak. The walk sees the first pixel of a
+    // line also at x == width on the line before.
+    QStringList allowed;
+    for (const TestUtil::PlantedDefect &d : TestUtil::plantedDefects(serial)) {
+        if (!expected.mustMiss.contains(d.position))
+            allowed << key(d.position) << key(d.position + QPoint(captured.at(0).width(), -1));
     }
-
-    // 16 x 16 at 10 with one pixel at 255: (255 * 16 + 16 * 10 * 15) / 256 = 25.
-    const QHash<QPoint, int> hot = {{{2, 2}, 255}};
-    const QVector<QImage> first = frames(16, 16, 10, planted(hot));
-    BadpixelListModel model;
-    QSignalSpy finished(&detector, &HotpixelDetector::detectionFinished);
-    detector.setInput(Mono, &first);
-    detector.detect(model);
-    QCOMPARE(detector.mean(), (255u + 255u * 10u) / 256u);
-    QCOMPARE(finished.count(), 1);
-
-    // A second run on the same object replaces the plane.
-    const QVector<QImage> second = frames(20, 10, 100);
-    detector.setInput(Mono, &second);
-    detector.detect(model);
-    QCOMPARE(detector.mean(), 100u);
-    QCOMPARE(finished.count(), 2);
-    QCOMPARE(positions(model), QVector<QPoint> {QPoint(2, 2)});
-
-    // A Bayer run after it leaves the monochrome plane of the earlier run.
-    detector.setInput(Bayer, &second);
-    detector.detect(model);
-    QCOMPARE(detector.mean(), 100u);
-}
-
-void tst_HotpixelDetector::addIterator()
-{
-    BadpixelListModel model;
-    HotpixelDetector::AddHotpixelIterator add(&model, 40);
-    unsigned element = 40;
-    add.report(element, 1, 2);
-    QCOMPARE(model.rowCount(), 0);
-    element = 41;
-    add.report(element, 1, 2);
-    add.report(element, 1, 2); // refused by the list, the result is ignored
-    element = 0xFFFFFFFF;
-    add.report(element, 70000, 3); // cut to 16 bits by the list
-    QCOMPARE(positions(model), (QVector<QPoint> {{1, 2}, {4464, 3}}));
-
-    HotpixelDetector::MeanIterator meanPass;
-    QCOMPARE(meanPass.sum, 0u);
-    QCOMPARE(meanPass.count, 0u);
-    Matrix<unsigned> m(2, 2);
-    m.data[0] = 0xFFFFFFFF;
-    m.data[1] = 3;
-    m.data[2] = 5;
-    m.data[3] = 0;
-    m.forEach(meanPass);
-    QCOMPARE(meanPass.sum, 7u); // modulo 2^32
-    QCOMPARE(meanPass.count, 4u);
+    for (const QString &p : found)
+        QVERIFY2(allowed.contains(p), qPrintable("listed " + p));
 }
 
 QTEST_MAIN(tst_HotpixelDetector)
