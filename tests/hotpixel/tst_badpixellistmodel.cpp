@@ -1,42 +1,56 @@
-// The hot pixel list model on its own: classes, table behaviour, list
-// operations, sorting and the text list file.
+// The hot pixel list model and its class editor, its files and the camera's lists.
 
+#include "camera/camera.h"
+#include "camera/tavo_api.h"
 #include "hotpixel/badpixellistmodel.h"
+#include "hotpixel/pixelclassdelegate.h"
+#include "tests/testutil/testutil.h"
 
-#include <QFile>
-#include <QPoint>
+#include <QApplication>
+#include <QComboBox>
+#include <QProcess>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QtTest>
 
-#include <functional>
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <memory>
 #include <stdexcept>
 
-namespace {
+// The text of the runtime_error that call throws; empty when it throws none.
+// clang-format off
+#define THROWN(call) [&] { try { call; } catch (const std::runtime_error &e) { \
+        return QString::fromStdString(e.what()); } return QString(); }()
+// clang-format on
 
-struct Row
-{
-    int x;
-    int y;
-    int pixelClass;
-};
+using Commands = QVector<uint32_t>;
+using Words = QVector<quint16>;
+constexpr uint32_t softExists = TV_HP_SOFT_LIST_EXISTS, softCount = TV_HP_SOFT_LIST_COUNT,
+                   softRead = TV_HP_SOFT_LIST_READ, softWrite = TV_HP_SOFT_LIST_WRITE,
+                   softSave = TV_HP_SOFT_LIST_SAVE, softLoad = TV_HP_SOFT_LIST_LOAD;
+static Commands commands; // every tv_HotPixel command since record()
+static uint32_t failingCommand = 0;
+static int failingOccurrence = 0;
 
-// Builds a model holding the given rows in this order, whatever their classes,
-// through the public operations only.
-void fill(BadpixelListModel &model, const QList<Row> &rows)
+// Starts a new recording; the occurrence-th call of command then fails with 7.
+static void record(uint32_t command = 0, int occurrence = 0)
 {
-    for (const Row &row : rows) {
-        const int at = model.rowCount();
-        model.insertRows(at, 1);
-        QVERIFY(model.setData(model.index(at, 0), row.x));
-        QVERIFY(model.setData(model.index(at, 1), row.y));
-        // Classes other than 0 and 1 only come in through a text import.
-        if (row.pixelClass == 0)
-            QVERIFY(model.setData(model.index(at, 2), QStringLiteral("factory")));
-    }
+    commands.clear();
+    failingCommand = command;
+    failingOccurrence = occurrence;
 }
 
-QString rowsText(const BadpixelListModel &model)
+// Cameras 1 to 3 with 5, 1000 and 1001 factory pixels.
+const char fleet[] = R"({"cameras": [
+    {"serial": "1", "width": 1280, "height": 1024,
+     "factoryList": [[640, 512], [10, 10], [200, 20], [30, 300], [1, 1000]]},
+    {"serial": "2", "width": 1280, "height": 1024, "plantDefects": {"count": 1000, "factoryEvery": 1}},
+    {"serial": "3", "width": 1280, "height": 1024, "plantDefects": {"count": 1001, "factoryEvery": 1}}
+]})";
+const QString smallFactory = QStringLiteral("640,512,0 10,10,0 200,20,0 30,300,0 1,1000,0");
+
+static QString rowsText(const BadpixelListModel &model)
 {
     QStringList parts;
     for (const BadpixelEntry &e : model.pixels())
@@ -44,597 +58,384 @@ QString rowsText(const BadpixelListModel &model)
     return parts.join(QLatin1Char(' '));
 }
 
-QString classesText(const BadpixelListModel &model)
+// Every tv_HotPixel call of this program passes through here.
+extern "C" int32_t tv_HotPixel(cameraHandle handle, uint32_t command, void *parameter,
+                               uint32_t size)
 {
-    QStringList parts;
-    for (const BadpixelEntry &e : model.pixels())
-        parts << QString::number(e.pixelClass);
-    return parts.join(QLatin1Char(' '));
+    static const auto library
+            = reinterpret_cast<decltype(&tv_HotPixel)>(dlsym(RTLD_NEXT, "tv_HotPixel"));
+    commands << command;
+    if (command == failingCommand && --failingOccurrence == 0)
+        return 7;
+    return library(handle, command, parameter, size);
 }
-
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
-}
-
-QString thrownText(const std::function<void()> &call)
-{
-    try {
-        call();
-    } catch (const std::runtime_error &e) {
-        return QString::fromStdString(e.what());
-    }
-    return QStringLiteral("<nothing thrown>");
-}
-
-} // namespace
 
 class tst_BadpixelListModel : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void entryIsPlainValue();
-    void emptyModel();
-    void addPixel();
-    void classTexts_data();
-    void classTexts();
-    void dataBounds();
-    void setData_data();
-    void setData();
-    void insertAndRemoveRows();
-    void removePixelRow();
-    void clearUserBadpixelList();
-    void clearBadpixelList();
-    void indexOfPixel_data();
-    void indexOfPixel();
-    void sort_data();
-    void sort();
-    void sortErrors();
-    void sortManyEqualKeys();
+private:
+    // Rows of any class, through the text import.
+    void fill(BadpixelListModel &model, const QByteArray &lines)
+    {
+        QFile file(m_dir.filePath(QStringLiteral("list.txt")));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(lines) == lines.size());
+        file.close();
+        model.importFromFile(file.fileName());
+    }
+    // Opens a camera, empties its user list and reads its lists into model.
+    void openCamera(BadpixelListModel &model, int deviceId = 1)
+    {
+        m_camera->open(deviceId);
+        tv_HotPixel(m_camera->handle(), TV_HP_USER_LIST_ERASE, nullptr, 0);
+        model.getBadpixelList(m_camera.get());
+        record();
+    }
+    int32_t writeList(uint32_t command, Words words)
+    {
+        return tv_HotPixel(m_camera->handle(), command, words.data(), uint32_t(words.size() * 2));
+    }
+    Words softList() // empty when there is none
+    {
+        uint32_t count = 0;
+        Words words;
+        if (tv_HotPixel(m_camera->handle(), TV_HP_SOFT_LIST_EXISTS, nullptr, 0) == TV_SUCCESS) {
+            tv_HotPixel(m_camera->handle(), TV_HP_SOFT_LIST_COUNT, &count, 4);
+            words.resize(2 * count + 1);
+            tv_HotPixel(m_camera->handle(), TV_HP_SOFT_LIST_READ, words.data(), 4 * count + 2);
+        }
+        record();
+        return words;
+    }
 
-    void exportAsFile();
-    void exportFailure();
-    void importLines_data();
-    void importLines();
-    void importReplacesUserRows();
-    void importMissingFile();
-    void exportImportRoundTrip();
+    std::unique_ptr<TestUtil::SimEnvironment> m_environment;
+    std::unique_ptr<Camera> m_camera;
+    QTemporaryDir m_dir;
+
+private slots:
+    void initTestCase()
+    {
+        qRegisterMetaType<QList<QPersistentModelIndex>>();
+        qRegisterMetaType<QAbstractItemModel::LayoutChangeHint>();
+        m_environment = std::make_unique<TestUtil::SimEnvironment>(QString::fromLatin1(fleet));
+        m_camera = std::make_unique<Camera>();
+    }
+
+    void cleanup() { m_camera->close(); }
+
+    void addAndRemove()
+    {
+        BadpixelListModel model;
+        QVERIFY(!model.removePixelRow(0, QModelIndex()));
+        fill(model, "10 20 0\n30 40 2\n");
+        QSignalSpy added(&model, &BadpixelListModel::pixelAdded);
+        QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+        // Factory and user rows block their position; a class 2 row does not.
+        QVERIFY(!model.addPixel(QPoint(10, 20)));
+        QVERIFY(model.addPixel(QPoint(30, 40)));
+        QVERIFY(!model.addPixel(QPoint(30, 40 + 65536)));
+        QVERIFY(model.addPixel(QPoint(1, 1)));
+        QVERIFY(model.addPixel(QPoint(2, 2)));
+        QCOMPARE(rowsText(model), QStringLiteral("10,20,0 30,40,2 30,40,1 1,1,1 2,2,1"));
+        QCOMPARE(added.count(), 3);
+        QCOMPARE(added.at(0).at(0).toInt(), 1);
+
+        QVERIFY(!model.removePixelRow(0, QModelIndex()));
+        QVERIFY(model.removePixelRow(4, model.index(0, 0)));
+        // One removal a row, at the row number it has then; the rest keeps order.
+        model.clearUserBadpixelList();
+        QCOMPARE(rowsText(model), QStringLiteral("10,20,0 30,40,2"));
+        QCOMPARE(removed.count(), 3);
+        QCOMPARE(removed.at(2).at(1).toInt(), 2);
+    }
+
+    void tableBehaviour()
+    {
+        BadpixelListModel model;
+        fill(model, "10 20 2\n103 100 1\n0 0 1\n");
+        QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+        // The role is not looked at; numbers are cut to 16 bits.
+        QVERIFY(model.setData(model.index(0, 0), QStringLiteral("65636"), Qt::DecorationRole));
+        QVERIFY(model.setData(model.index(0, 1), 65636));
+        QVERIFY(!model.setData(model.index(0, 0), QStringLiteral("seven")));
+        QVERIFY(!model.setData(model.index(0, 2), QStringLiteral("Factory")));
+        QVERIFY(!model.setData(model.index(0, 3), 1));
+        QCOMPARE(rowsText(model), QStringLiteral("100,100,2 103,100,1 0,0,1"));
+        QCOMPARE(changed.count(), 2);
+        QCOMPARE(int(model.flags(QModelIndex())), 33); // never editable
+
+        // Open bounds: tolerance 1 is the exact position; the first row wins.
+        QCOMPARE(model.indexOfPixel(103, 100, 1), model.index(1, 0));
+        QVERIFY(!model.indexOfPixel(101, 100, 1).isValid());
+        QCOMPARE(model.indexOfPixel(102, 100, 7), model.index(0, 0));
+        QVERIFY(!model.indexOfPixel(97, 100, 3).isValid());
+        QVERIFY(!model.indexOfPixel(100, 107, 7).isValid());
+        QCOMPARE(model.indexOfPixel(-6, -6, 7), model.index(2, 0));
+    }
+
+    void classes()
+    {
+        BadpixelListModel model;
+        fill(model, "4 5 0\n4 5 1\n4 5 255\n");
+        PixelclassDelegate delegate;
+        QWidget parent;
+        auto *editor = qobject_cast<QComboBox *>(delegate.createEditor(&parent, {}, QModelIndex()));
+        QStringList items;
+        for (int i = 0; i < editor->count(); ++i)
+            items << editor->itemText(i);
+        QCOMPARE(items, QStringList({"factory", "user", "ignore"}));
+        // Each class shows its word, and the editor starts on it.
+        for (int row = 0; row < 3; ++row) {
+            const QModelIndex index = model.index(row, 2);
+            QCOMPARE(model.data(index), QVariant(items.at(2 - row)));
+            delegate.setEditorData(editor, index);
+            QCOMPARE(editor->currentIndex(), 2 - row);
+        }
+        // "ignore" is refused; "factory" makes class 0, which reads "ignore".
+        for (int item : {2, 0, 1}) {
+            editor->setCurrentIndex(item);
+            delegate.setModelData(editor, &model, model.index(2, 2));
+            QCOMPARE(int(model.pixelAt(2).pixelClass), item == 2 ? 255 : item);
+        }
+    }
+
+    void sort()
+    {
+        BadpixelListModel model;
+        QSignalSpy changed(&model, &QAbstractItemModel::layoutChanged);
+        fill(model, "40000 9 2\n2 70 0\n17 65535 1\n");
+        QCOMPARE(THROWN(model.sort(3, Qt::AscendingOrder)), QStringLiteral("Sort Error"));
+
+        // Ascending by x, y and class number; descending gives the reverse.
+        const QStringList ascending {"2,70,0 17,65535,1 40000,9,2", "40000,9,2 2,70,0 17,65535,1",
+                                     "2,70,0 17,65535,1 40000,9,2"};
+        for (int column = 0; column < 3; ++column) {
+            model.sort(column, Qt::AscendingOrder);
+            QCOMPARE(rowsText(model), ascending.at(column));
+            model.sort(column, Qt::DescendingOrder);
+            QStringList rows = rowsText(model).split(QLatin1Char(' '));
+            std::reverse(rows.begin(), rows.end());
+            QCOMPARE(rows.join(QLatin1Char(' ')), ascending.at(column));
+        }
+        QCOMPARE(changed.count(), 7);
+    }
+
+    void textFile()
+    {
+        BadpixelListModel model;
+        fill(model, "12 345 1\n7 8 0\n65535 0 1\n9 9 2\n0 65535 1\n");
+        // Written over the longer file just imported.
+        QFile file(m_dir.filePath(QStringLiteral("list.txt")));
+        model.exportAsFile(file.fileName());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("12 345 1\n65535 0 1\n0 65535 1\n"));
+        model.importFromFile(file.fileName());
+        QCOMPARE(rowsText(model), QStringLiteral("7,8,0 9,9,2 12,345,1 65535,0,1 0,65535,1"));
+
+        // Every line makes a row: any base, 16 and 8 bits, 0 for what is missing.
+        QSignalSpy changed(&model, &QAbstractItemModel::layoutChanged);
+        fill(model, "0x10 010 1\n70000 1 1\n1 2 257\n\n10 20\n \t3\t4 200 words\n5 5 1");
+        QCOMPARE(rowsText(model), "7,8,0 9,9,2 16,8,1 4464,1,1 1,2,1 0,0,0 10,20,0 3,4,200 5,5,1");
+        QCOMPARE(changed.count(), 1);
+
+        // A folder can't be opened as a file, whatever the rights of the user.
+        QCOMPARE(THROWN(model.exportAsFile(m_dir.path())), "Can't open file for writing.");
+        QCOMPARE(THROWN(model.importFromFile(m_dir.filePath("missing"))),
+                 "Can't open file for reading.");
+        // The user pixels went before the file was opened.
+        QCOMPARE(rowsText(model), QStringLiteral("7,8,0 9,9,2 0,0,0 10,20,0 3,4,200"));
+    }
+
+    void readLists_data()
+    {
+        QTest::addColumn<int>("deviceId");
+        QTest::addColumn<int>("userCount");
+        QTest::addColumn<int>("factoryRows");
+
+        QTest::newRow("no user list") << 1 << 0 << 5;
+        QTest::newRow("1000 user pixels") << 1 << 1000 << 5;
+        QTest::newRow("1000 factory pixels") << 2 << 1 << 1000;
+        QTest::newRow("1001 factory pixels") << 3 << 1 << 0;
+    }
+
+    void readLists()
+    {
+        QFETCH(int, deviceId);
+        QFETCH(int, userCount);
+        QFETCH(int, factoryRows);
+
+        BadpixelListModel model;
+        openCamera(model, deviceId);
+        Words users {quint16(userCount)};
+        QStringList userRows;
+        for (int i = 0; i < userCount; ++i) {
+            users << quint16(i) << quint16(i % 3 ? 10 : 1000);
+            userRows << QStringLiteral("%1,%2,1").arg(i).arg(users.last());
+        }
+        QVERIFY(userCount == 0 || writeList(TV_HP_USER_LIST_WRITE, users) == TV_SUCCESS);
+        model.getBadpixelList(m_camera.get());
+        QCOMPARE(model.factoryLimit, deviceId == 3 ? 1001 : factoryRows);
+        // Factory rows first, in the camera's order, then the user rows.
+        const QStringList rows = rowsText(model).split(QLatin1Char(' '));
+        QCOMPARE(rows.mid(factoryRows), userRows);
+        if (deviceId == 1)
+            QCOMPARE(rows.mid(0, 5).join(QLatin1Char(' ')), smallFactory);
+    }
+
+    void writeAndReadBack()
+    {
+        BadpixelListModel model;
+        openCamera(model);
+        model.addPixel(QPoint(1, 2));
+        model.addPixel(QPoint(1279, 1023));
+        model.writeBadpixelList(m_camera.get());
+        QCOMPARE(commands, Commands {TV_HP_USER_LIST_WRITE});
+
+        // The camera keeps it over a close, and for another process.
+        m_camera->close();
+        QProcess child;
+        qputenv("TST_READ_LIST", "1");
+        child.start(QCoreApplication::applicationFilePath(), QStringList());
+        qunsetenv("TST_READ_LIST");
+        QVERIFY(child.waitForFinished(60000));
+        QCOMPARE(child.readAllStandardOutput().trimmed(), rowsText(model).toLatin1());
+        m_camera->open(1);
+        model.getBadpixelList(m_camera.get());
+        QCOMPARE(rowsText(model), smallFactory + " 1,2,1 1279,1023,1");
+    }
+
+    void writeLimitAndFailures()
+    {
+        BadpixelListModel model;
+        openCamera(model); // 5 factory rows
+        model.userLimit = 10;
+        for (int i = 0; i < 10; ++i)
+            model.addPixel(QPoint(100 + i, 50));
+        // A list that fills the capacity exactly is refused, and every row counts.
+        model.setData(model.index(14, 2), QStringLiteral("factory"));
+        QCOMPARE(THROWN(model.writeBadpixelList(m_camera.get())),
+                 "Can't write more than 10 hot pixel entries.");
+        QVERIFY(commands.isEmpty());
+        model.removePixelRow(13, QModelIndex());
+        model.writeBadpixelList(m_camera.get());
+
+        // No user pixel: the camera's user list is erased.
+        model.clearUserBadpixelList();
+        model.writeBadpixelList(m_camera.get());
+        QCOMPARE(commands.last(), TV_HP_USER_LIST_ERASE);
+        model.getBadpixelList(m_camera.get());
+        QCOMPARE(rowsText(model), smallFactory);
+        // A refusal of the library is reported and leaves the list.
+        for (uint32_t command : {TV_HP_USER_LIST_ERASE, TV_HP_USER_LIST_WRITE}) {
+            record(command, 1);
+            QCOMPARE(THROWN(model.writeBadpixelList(m_camera.get())),
+                     "Error writing hotpixel list");
+            model.addPixel(QPoint(9, 9));
+        }
+        QCOMPARE(rowsText(model), smallFactory + " 9,9,1");
+    }
+
+    void binaryFile()
+    {
+        BadpixelListModel model;
+        openCamera(model);
+        model.addPixel(QPoint(21, 22));
+        // One 32-bit character for the library, or the file would go elsewhere.
+        const QString path = m_dir.filePath(QString::fromUcs4(U"list-\U0001F4BE.bin"));
+        const Commands read {softExists, softCount, softRead};
+        // The soft list holds the same afterwards, also when there was none.
+        for (const Words &before : {Words(), Words {2, 700, 7, 8, 800}}) {
+            QVERIFY(before.isEmpty() || writeList(softWrite, before) == TV_SUCCESS);
+            QCOMPARE(softList(), before);
+            const Commands saved = before.isEmpty() ? Commands {softExists} : read;
+            model.saveAsFile(m_camera.get(), path);
+            QCOMPARE(commands, (saved + Commands {softWrite, softSave, softWrite}));
+            QCOMPARE(softList(), before);
+
+            model.clearUserBadpixelList();
+            model.addPixel(QPoint(99, 99));
+            QSignalSpy changed(&model, &QAbstractItemModel::layoutChanged);
+            model.loadFromFile(m_camera.get(), path);
+            QCOMPARE(rowsText(model), smallFactory + " 21,22,1");
+            QCOMPARE(changed.count(), 1);
+            QCOMPARE(commands, (saved + Commands {softLoad} + read + Commands {softWrite}));
+            QCOMPARE(softList(), before);
+        }
+        QVERIFY(QFile::resize(path, QFileInfo(path).size() - 1));
+        QCOMPARE(THROWN(model.loadFromFile(m_camera.get(), path)),
+                 "load from file failed with 25\n");
+        QCOMPARE(rowsText(model), smallFactory);
+    }
+
+    void binaryFileFailures_data()
+    {
+        QTest::addColumn<uint32_t>("command");
+        QTest::addColumn<int>("occurrence");
+        QTest::addColumn<bool>("done"); // the file was written, or its rows came in
+        QTest::addColumn<Words>("softList");
+
+        // The model and the file hold (4, 5) and (6, 7), the soft list (700, 7).
+        const Words old {1, 700, 7}, file {2, 4, 5, 6, 7};
+        QTest::newRow("save count") << softCount << 1 << false << old;
+        QTest::newRow("save read") << softRead << 1 << false << old;
+        QTest::newRow("save data") << softWrite << 1 << false << old;
+        QTest::newRow("save file") << softSave << 1 << false << old;
+        QTest::newRow("save restore") << softWrite << 2 << true << file;
+        QTest::newRow("save exists") << softExists << 1 << true << Words();
+        QTest::newRow("load count") << softCount << 1 << false << old;
+        QTest::newRow("load read") << softRead << 1 << false << old;
+        QTest::newRow("load file") << softLoad << 1 << false << old;
+        QTest::newRow("load loaded count") << softCount << 2 << false << file;
+        QTest::newRow("load loaded read") << softRead << 2 << false << file;
+        QTest::newRow("load restore") << softWrite << 1 << true << file;
+    }
+
+    void binaryFileFailures()
+    {
+        QFETCH(uint32_t, command);
+        QFETCH(int, occurrence);
+        QFETCH(bool, done);
+        QFETCH(Words, softList);
+        const bool load = QByteArray(QTest::currentDataTag()).startsWith("load");
+
+        BadpixelListModel model;
+        openCamera(model);
+        model.addPixel(QPoint(4, 5));
+        model.addPixel(QPoint(6, 7));
+        const QString path = m_dir.filePath(QStringLiteral("list.bin"));
+        model.saveAsFile(m_camera.get(), path);
+        QVERIFY(load || QFile::remove(path));
+        QCOMPARE(writeList(softWrite, {1, 700, 7}), TV_SUCCESS);
+        QSignalSpy changed(&model, &QAbstractItemModel::layoutChanged);
+        record(command, occurrence);
+        const QString error = THROWN(load ? model.loadFromFile(m_camera.get(), path)
+                                          : model.saveAsFile(m_camera.get(), path));
+        // A file the library couldn't write, or no soft list, goes unreported.
+        const bool reported = command != softSave && command != softExists;
+        QCOMPARE(error,
+                 reported ? QStringLiteral("%1 failed with 7\n")
+                                    .arg(load ? "load from file" : "write to file")
+                          : QString());
+        QCOMPARE(rowsText(model), smallFactory + (done || !load ? " 4,5,1 6,7,1" : ""));
+        QCOMPARE(changed.count(), load && done ? 1 : 0);
+        QCOMPARE(QFile::exists(path), done || load);
+        QCOMPARE(this->softList(), softList);
+    }
 };
 
-void tst_BadpixelListModel::initTestCase()
+// With TST_READ_LIST set, prints the list of camera 1 for writeAndReadBack.
+int main(int argc, char *argv[])
 {
-    qRegisterMetaType<QList<QPersistentModelIndex>>();
-    qRegisterMetaType<QAbstractItemModel::LayoutChangeHint>();
-}
-
-void tst_BadpixelListModel::entryIsPlainValue()
-{
-    QVERIFY(!QTypeInfo<BadpixelEntry>::isComplex);
-    QVERIFY(!QTypeInfo<BadpixelEntry>::isStatic);
-    QCOMPARE(sizeof(BadpixelEntry), std::size_t(6));
-}
-
-void tst_BadpixelListModel::emptyModel()
-{
-    BadpixelListModel model;
-    QCOMPARE(model.userLimit, 0);
-    QCOMPARE(model.factoryLimit, 0);
-    QCOMPARE(model.rowCount(), 0);
-    QCOMPARE(model.columnCount(), 3);
-    QCOMPARE(model.headerData(0, Qt::Horizontal).toString(), QStringLiteral("x"));
-    QCOMPARE(model.headerData(1, Qt::Horizontal).toString(), QStringLiteral("y"));
-    QCOMPARE(model.headerData(2, Qt::Horizontal).toString(), QStringLiteral("class"));
-    QCOMPARE(model.headerData(2, Qt::Horizontal, Qt::ToolTipRole), QVariant());
-    const QVariant vertical = model.headerData(7, Qt::Vertical);
-    QCOMPARE(vertical.userType(), int(QMetaType::Int));
-    QCOMPARE(vertical.toInt(), 7);
-    QCOMPARE(model.headerData(7, Qt::Vertical, Qt::EditRole), QVariant());
-
-    // Never editable, even where there is no item.
-    QCOMPARE(int(model.flags(QModelIndex())), 33);
-    model.addPixel(QPoint(1, 2));
-    QCOMPARE(int(model.flags(model.index(0, 2))), 33);
-}
-
-void tst_BadpixelListModel::addPixel()
-{
-    BadpixelListModel model;
-    QSignalSpy added(&model, &BadpixelListModel::pixelAdded);
-    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
-
-    QVERIFY(model.addPixel(QPoint(10, 20)));
-    QCOMPARE(added.count(), 1);
-    QCOMPARE(added.at(0).at(0).toInt(), 1);
-    QCOMPARE(inserted.count(), 1);
-    QCOMPARE(inserted.at(0).at(1).toInt(), 0);
-    QCOMPARE(inserted.at(0).at(2).toInt(), 0);
-    QCOMPARE(rowsText(model), QStringLiteral("10,20,1"));
-
-    // A user row blocks the same position; a neighbour does not.
-    QVERIFY(!model.addPixel(QPoint(10, 20)));
-    QVERIFY(model.addPixel(QPoint(10, 21)));
-    QCOMPARE(inserted.count(), 2);
-    QCOMPARE(inserted.at(1).at(1).toInt(), 1);
-
-    // A factory row blocks too.
-    model.setData(model.index(1, 2), QStringLiteral("factory"));
-    added.clear();
-    inserted.clear();
-    QVERIFY(!model.addPixel(QPoint(10, 21)));
-    QCOMPARE(added.count(), 0);
-    QCOMPARE(inserted.count(), 0);
-
-    // Coordinates are cut to 16 bits before the comparison.
-    QVERIFY(!model.addPixel(QPoint(10 + 65536, 20)));
-    QVERIFY(model.addPixel(QPoint(-1, 70000)));
-    QCOMPARE(model.pixelAt(2).x, quint16(65535));
-    QCOMPARE(model.pixelAt(2).y, quint16(4464));
-    QCOMPARE(rowsText(model), QStringLiteral("10,20,1 10,21,0 65535,4464,1"));
-}
-
-void tst_BadpixelListModel::classTexts_data()
-{
-    QTest::addColumn<QByteArray>("line");
-    QTest::addColumn<QString>("text");
-
-    QTest::newRow("0") << QByteArray("5 6 0") << QStringLiteral("ignore");
-    QTest::newRow("1") << QByteArray("5 6 1") << QStringLiteral("user");
-    QTest::newRow("2") << QByteArray("5 6 2") << QStringLiteral("factory");
-    QTest::newRow("255") << QByteArray("5 6 255") << QStringLiteral("factory");
-}
-
-void tst_BadpixelListModel::classTexts()
-{
-    QFETCH(QByteArray, line);
-    QFETCH(QString, text);
-
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("one.txt"));
-    QVERIFY(writeFile(path, line));
-    BadpixelListModel model;
-    model.importFromFile(path);
-    QCOMPARE(model.rowCount(), 1);
-    for (int role : {int(Qt::DisplayRole), int(Qt::EditRole)}) {
-        QCOMPARE(model.data(model.index(0, 0), role), QVariant(5));
-        QCOMPARE(model.data(model.index(0, 1), role), QVariant(6));
-        QCOMPARE(model.data(model.index(0, 2), role), QVariant(text));
+    QApplication app(argc, argv);
+    if (qEnvironmentVariableIsSet("TST_READ_LIST")) {
+        Camera camera;
+        camera.open(1);
+        BadpixelListModel model;
+        model.getBadpixelList(&camera);
+        return std::printf("%s\n", qPrintable(rowsText(model))) > 0 ? 0 : 1;
     }
+    tst_BadpixelListModel test;
+    return QTest::qExec(&test, argc, argv);
 }
 
-void tst_BadpixelListModel::dataBounds()
-{
-    BadpixelListModel model;
-    model.addPixel(QPoint(3, 4));
-    QCOMPARE(model.data(model.index(0, 0)).userType(), int(QMetaType::Int));
-    QCOMPARE(model.data(model.index(0, 2)).userType(), int(QMetaType::QString));
-    QCOMPARE(model.data(model.index(0, 0), Qt::ToolTipRole), QVariant());
-    QCOMPARE(model.data(model.index(1, 0)), QVariant());
-    QCOMPARE(model.data(model.index(0, 3)), QVariant());
-    QCOMPARE(model.data(QModelIndex()), QVariant());
-
-    // An index made by another model with a row beyond this list.
-    BadpixelListModel bigger;
-    bigger.addPixel(QPoint(1, 1));
-    bigger.addPixel(QPoint(2, 2));
-    QCOMPARE(model.data(bigger.index(1, 0)), QVariant());
-}
-
-void tst_BadpixelListModel::setData_data()
-{
-    QTest::addColumn<int>("column");
-    QTest::addColumn<QVariant>("value");
-    QTest::addColumn<bool>("accepted");
-    QTest::addColumn<QString>("row");
-
-    // The row starts as a user pixel at (10, 20).
-    QTest::newRow("x") << 0 << QVariant(7) << true << "7,20,1";
-    QTest::newRow("x from text") << 0 << QVariant(QStringLiteral("123")) << true << "123,20,1";
-    QTest::newRow("x cut to 16 bits") << 0 << QVariant(70000) << true << "4464,20,1";
-    QTest::newRow("x negative") << 0 << QVariant(-1) << true << "65535,20,1";
-    QTest::newRow("x not a number") << 0 << QVariant(QStringLiteral("seven")) << false << "10,20,1";
-    QTest::newRow("y") << 1 << QVariant(65535) << true << "10,65535,1";
-    QTest::newRow("y cut to 16 bits") << 1 << QVariant(65536 + 9) << true << "10,9,1";
-    QTest::newRow("y not a number") << 1 << QVariant() << false << "10,20,1";
-    QTest::newRow("factory") << 2 << QVariant(QStringLiteral("factory")) << true << "10,20,0";
-    QTest::newRow("user") << 2 << QVariant(QStringLiteral("user")) << true << "10,20,1";
-    QTest::newRow("ignore") << 2 << QVariant(QStringLiteral("ignore")) << false << "10,20,1";
-    QTest::newRow("Factory") << 2 << QVariant(QStringLiteral("Factory")) << false << "10,20,1";
-    QTest::newRow("USER") << 2 << QVariant(QStringLiteral("USER")) << false << "10,20,1";
-    QTest::newRow("class number") << 2 << QVariant(0) << false << "10,20,1";
-    QTest::newRow("column 3") << 3 << QVariant(1) << false << "10,20,1";
-}
-
-void tst_BadpixelListModel::setData()
-{
-    QFETCH(int, column);
-    QFETCH(QVariant, value);
-    QFETCH(bool, accepted);
-    QFETCH(QString, row);
-
-    BadpixelListModel model;
-    model.addPixel(QPoint(10, 20));
-    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
-    const QModelIndex index = model.index(0, column);
-
-    // The role is not looked at.
-    QCOMPARE(model.setData(index, value, Qt::DecorationRole), accepted);
-    QCOMPARE(rowsText(model), row);
-    QCOMPARE(changed.count(), accepted ? 1 : 0);
-    if (accepted) {
-        QCOMPARE(changed.at(0).at(0).toModelIndex(), index);
-        QCOMPARE(changed.at(0).at(1).toModelIndex(), index);
-        QVERIFY(changed.at(0).at(2).value<QVector<int>>().isEmpty());
-    }
-}
-
-void tst_BadpixelListModel::insertAndRemoveRows()
-{
-    BadpixelListModel model;
-    model.addPixel(QPoint(1, 1));
-    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
-    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
-
-    QVERIFY(model.insertRows(0, 2));
-    QCOMPARE(rowsText(model), QStringLiteral("0,0,1 0,0,1 1,1,1"));
-    QCOMPARE(inserted.count(), 1);
-    QCOMPARE(inserted.at(0).at(1).toInt(), 0);
-    QCOMPARE(inserted.at(0).at(2).toInt(), 1);
-    QVERIFY(model.insertRow(3));
-    QCOMPARE(model.rowCount(), 4);
-
-    // Class does not matter at this level, and rows beyond the list are
-    // passed over.
-    model.setData(model.index(3, 2), QStringLiteral("factory"));
-    QVERIFY(model.removeRows(2, 5));
-    QCOMPARE(rowsText(model), QStringLiteral("0,0,1 0,0,1"));
-    QCOMPARE(removed.count(), 1);
-    QCOMPARE(removed.at(0).at(1).toInt(), 2);
-    QCOMPARE(removed.at(0).at(2).toInt(), 6);
-}
-
-void tst_BadpixelListModel::removePixelRow()
-{
-    BadpixelListModel model;
-    QVERIFY(!model.removePixelRow(0, QModelIndex()));
-
-    fill(model, {{1, 1, 0}, {2, 2, 1}, {3, 3, 1}});
-    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
-    QVERIFY(!model.removePixelRow(0, QModelIndex()));
-    QCOMPARE(removed.count(), 0);
-    QCOMPARE(model.rowCount(), 3);
-
-    // The parent is not looked at.
-    QVERIFY(model.removePixelRow(1, model.index(0, 0)));
-    QCOMPARE(rowsText(model), QStringLiteral("1,1,0 3,3,1"));
-    QCOMPARE(removed.count(), 1);
-    QCOMPARE(removed.at(0).at(0).toModelIndex(), QModelIndex());
-    QCOMPARE(removed.at(0).at(1).toInt(), 1);
-    QCOMPARE(removed.at(0).at(2).toInt(), 1);
-}
-
-void tst_BadpixelListModel::clearUserBadpixelList()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("mixed.txt"));
-    QVERIFY(writeFile(path, "1 1 1\n2 2 0\n3 3 1\n4 4 1\n5 5 2\n6 6 1\n"));
-    BadpixelListModel model;
-    model.importFromFile(path);
-    QCOMPARE(classesText(model), QStringLiteral("1 0 1 1 2 1"));
-
-    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
-    model.clearUserBadpixelList();
-    QCOMPARE(rowsText(model), QStringLiteral("2,2,0 5,5,2"));
-    // One removal a row, each at the position the row had then.
-    QCOMPARE(removed.count(), 4);
-    const int expectedRows[] = {0, 1, 1, 2};
-    for (int i = 0; i < 4; ++i) {
-        QCOMPARE(removed.at(i).at(1).toInt(), expectedRows[i]);
-        QCOMPARE(removed.at(i).at(2).toInt(), expectedRows[i]);
-    }
-
-    removed.clear();
-    model.clearUserBadpixelList();
-    QCOMPARE(removed.count(), 0);
-    QCOMPARE(model.rowCount(), 2);
-}
-
-void tst_BadpixelListModel::clearBadpixelList()
-{
-    BadpixelListModel model;
-    QSignalSpy aboutToRemove(&model, &QAbstractItemModel::rowsAboutToBeRemoved);
-    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
-    model.clearBadpixelList();
-    QCOMPARE(aboutToRemove.count(), 0);
-
-    fill(model, {{1, 1, 0}, {2, 2, 1}, {3, 3, 1}});
-    model.userLimit = 10;
-    model.factoryLimit = 1;
-    model.clearBadpixelList();
-    QCOMPARE(model.rowCount(), 0);
-    QCOMPARE(removed.count(), 1);
-    QCOMPARE(removed.at(0).at(1).toInt(), 0);
-    QCOMPARE(removed.at(0).at(2).toInt(), 2);
-    // The limits belong to the camera last read, not to the rows.
-    QCOMPARE(model.userLimit, 10);
-    QCOMPARE(model.factoryLimit, 1);
-}
-
-void tst_BadpixelListModel::indexOfPixel_data()
-{
-    QTest::addColumn<int>("x");
-    QTest::addColumn<int>("y");
-    QTest::addColumn<int>("tolerance");
-    QTest::addColumn<int>("row");
-
-    // Rows: (100, 100) factory, (103, 100) user, (0, 0) user.
-    QTest::newRow("exact") << 100 << 100 << 1 << 0;
-    QTest::newRow("exact second") << 103 << 100 << 1 << 1;
-    QTest::newRow("one off, exact wanted") << 101 << 100 << 1 << -1;
-    QTest::newRow("tolerance 0 finds nothing") << 100 << 100 << 0 << -1;
-    QTest::newRow("first in list order wins") << 102 << 100 << 7 << 0;
-    QTest::newRow("bound is open in x") << 105 << 100 << 3 << 1;
-    QTest::newRow("bound is open in x, beyond") << 106 << 100 << 3 << -1;
-    QTest::newRow("bound is open in y") << 100 << 106 << 7 << 0;
-    QTest::newRow("bound is open in y, beyond") << 100 << 107 << 7 << -1;
-    QTest::newRow("signed near the origin") << -6 << -6 << 7 << 2;
-    QTest::newRow("signed near the origin, beyond") << -7 << 0 << 7 << -1;
-}
-
-void tst_BadpixelListModel::indexOfPixel()
-{
-    QFETCH(int, x);
-    QFETCH(int, y);
-    QFETCH(int, tolerance);
-    QFETCH(int, row);
-
-    BadpixelListModel model;
-    fill(model, {{100, 100, 0}, {103, 100, 1}, {0, 0, 1}});
-    const QModelIndex index = model.indexOfPixel(x, y, tolerance);
-    if (row < 0) {
-        QVERIFY(!index.isValid());
-    } else {
-        QVERIFY(index.isValid());
-        QCOMPARE(index.row(), row);
-        QCOMPARE(index.column(), 0);
-        QCOMPARE(index.model(), &model);
-    }
-}
-
-void tst_BadpixelListModel::sort_data()
-{
-    QTest::addColumn<int>("column");
-    QTest::addColumn<int>("order");
-    QTest::addColumn<QString>("rows");
-
-    // Starting rows: 300,5,1  2,70,0  40000,9,2  17,65535,1
-    QTest::newRow("x ascending") << 0 << int(Qt::AscendingOrder)
-                                 << "2,70,0 17,65535,1 300,5,1 40000,9,2";
-    QTest::newRow("x descending") << 0 << int(Qt::DescendingOrder)
-                                  << "40000,9,2 300,5,1 17,65535,1 2,70,0";
-    QTest::newRow("y ascending") << 1 << int(Qt::AscendingOrder)
-                                 << "300,5,1 40000,9,2 2,70,0 17,65535,1";
-    QTest::newRow("y descending") << 1 << int(Qt::DescendingOrder)
-                                  << "17,65535,1 2,70,0 40000,9,2 300,5,1";
-    // By number, not by the text the column shows.
-    QTest::newRow("class ascending") << 2 << int(Qt::AscendingOrder) << "0 1 1 2";
-    QTest::newRow("class descending") << 2 << int(Qt::DescendingOrder) << "2 1 1 0";
-}
-
-void tst_BadpixelListModel::sort()
-{
-    QFETCH(int, column);
-    QFETCH(int, order);
-    QFETCH(QString, rows);
-
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("rows.txt"));
-    QVERIFY(writeFile(path, "300 5 1\n2 70 0\n40000 9 2\n17 65535 1\n"));
-    BadpixelListModel model;
-    model.importFromFile(path);
-
-    QSignalSpy aboutToChange(&model, &QAbstractItemModel::layoutAboutToBeChanged);
-    QSignalSpy changed(&model, &QAbstractItemModel::layoutChanged);
-    model.sort(column, Qt::SortOrder(order));
-    QCOMPARE(column == 2 ? classesText(model) : rowsText(model), rows);
-    QCOMPARE(changed.count(), 1);
-    QVERIFY(changed.at(0).at(0).value<QList<QPersistentModelIndex>>().isEmpty());
-    QCOMPARE(changed.at(0).at(1).value<QAbstractItemModel::LayoutChangeHint>(),
-             QAbstractItemModel::NoLayoutChangeHint);
-    QCOMPARE(aboutToChange.count(), 0);
-}
-
-void tst_BadpixelListModel::sortErrors()
-{
-    BadpixelListModel model;
-    QSignalSpy changed(&model, &QAbstractItemModel::layoutChanged);
-
-    // Nothing to sort: nothing compared, nothing told.
-    model.sort(3, Qt::AscendingOrder);
-    model.sort(0, Qt::AscendingOrder);
-    QCOMPARE(changed.count(), 0);
-
-    // One row compares nothing, so even a bad column passes.
-    model.addPixel(QPoint(1, 2));
-    model.sort(3, Qt::AscendingOrder);
-    QCOMPARE(changed.count(), 1);
-
-    model.addPixel(QPoint(3, 4));
-    QCOMPARE(thrownText([&] { model.sort(3, Qt::AscendingOrder); }), QStringLiteral("Sort Error"));
-    QCOMPARE(thrownText([&] { model.sort(-1, Qt::DescendingOrder); }),
-             QStringLiteral("Sort Error"));
-    QCOMPARE(changed.count(), 1);
-    QCOMPARE(model.rowCount(), 2);
-
-    BadpixelSort byX(0, Qt::AscendingOrder);
-    QVERIFY(byX(BadpixelEntry {1, 9, 1}, BadpixelEntry {2, 0, 0}));
-    QVERIFY(!byX(BadpixelEntry {2, 0, 0}, BadpixelEntry {2, 9, 1}));
-}
-
-void tst_BadpixelListModel::sortManyEqualKeys()
-{
-    // Enough rows for the partitioning and the heap sort to take part.
-    BadpixelListModel model;
-    for (int i = 0; i < 500; ++i)
-        model.addPixel(QPoint((i * 37) % 11, i));
-    model.sort(0, Qt::AscendingOrder);
-
-    QCOMPARE(model.rowCount(), 500);
-    QSet<int> ys;
-    for (int row = 0; row < model.rowCount(); ++row) {
-        if (row > 0)
-            QVERIFY(model.pixelAt(row - 1).x <= model.pixelAt(row).x);
-        ys.insert(model.pixelAt(row).y);
-    }
-    // Every row is still there once, in whatever order among equal keys.
-    QCOMPARE(ys.size(), 500);
-}
-
-void tst_BadpixelListModel::exportAsFile()
-{
-    QTemporaryDir dir;
-    const QString input = dir.filePath(QStringLiteral("in.txt"));
-    QVERIFY(writeFile(input, "12 345 1\n7 8 0\n65535 0 1\n9 9 2\n0 65535 1\n"));
-    BadpixelListModel model;
-    model.importFromFile(input);
-    const QList<BadpixelEntry> before = model.pixels();
-
-    const QString output = dir.filePath(QStringLiteral("out.txt"));
-    QVERIFY(writeFile(output, "older and longer contents that must go entirely\n"));
-    model.exportAsFile(output);
-    QCOMPARE(readFile(output), QByteArray("12 345 1\n65535 0 1\n0 65535 1\n"));
-    QCOMPARE(model.rowCount(), before.size());
-
-    // No user pixel: an empty file.
-    model.clearUserBadpixelList();
-    model.exportAsFile(output);
-    QCOMPARE(readFile(output), QByteArray());
-}
-
-void tst_BadpixelListModel::exportFailure()
-{
-    QTemporaryDir dir;
-    BadpixelListModel model;
-    model.addPixel(QPoint(1, 2));
-
-    const QString intoMissingFolder = dir.filePath(QStringLiteral("no/such/folder/list.txt"));
-    QCOMPARE(thrownText([&] { model.exportAsFile(intoMissingFolder); }),
-             QStringLiteral("Can't open file for writing."));
-    QVERIFY(!QFile::exists(intoMissingFolder));
-
-    // An existing file that can't be written stays as it was.
-    const QString readOnly = dir.filePath(QStringLiteral("readonly.txt"));
-    QVERIFY(writeFile(readOnly, "5 5 1\n"));
-    QVERIFY(QFile::setPermissions(readOnly, QFile::ReadOwner));
-    if (QFile(readOnly).open(QIODevice::WriteOnly))
-        QSKIP("running with rights that ignore file permissions");
-    QCOMPARE(thrownText([&] { model.exportAsFile(readOnly); }),
-             QStringLiteral("Can't open file for writing."));
-    QCOMPARE(readFile(readOnly), QByteArray("5 5 1\n"));
-    QCOMPARE(model.rowCount(), 1);
-}
-
-void tst_BadpixelListModel::importLines_data()
-{
-    QTest::addColumn<QByteArray>("contents");
-    QTest::addColumn<QString>("rows");
-
-    QTest::newRow("plain") << QByteArray("12 345 1\n") << "12,345,1";
-    QTest::newRow("number bases") << QByteArray("0x10 010 1\n") << "16,8,1";
-    QTest::newRow("binary prefix") << QByteArray("0b101 0X1f 1\n") << "5,31,1";
-    QTest::newRow("x cut to 16 bits") << QByteArray("70000 1 1\n") << "4464,1,1";
-    QTest::newRow("class cut to 8 bits") << QByteArray("1 2 257\n") << "1,2,1";
-    QTest::newRow("class kept as written") << QByteArray("1 2 200\n") << "1,2,200";
-    QTest::newRow("two numbers") << QByteArray("10 20\n") << "10,20,0";
-    QTest::newRow("no digits") << QByteArray("hello\n") << "0,0,0";
-    QTest::newRow("empty line between") << QByteArray("1 1 1\n\n2 2 1\n") << "1,1,1 0,0,0 2,2,1";
-    QTest::newRow("no final newline") << QByteArray("1 1 1\n2 2 1") << "1,1,1 2,2,1";
-    QTest::newRow("blanks, tabs, trailing words")
-            << QByteArray("  \t3\t4  1 trailing words 9\n") << "3,4,1";
-    QTest::newRow("CR LF line ends") << QByteArray("3 4 1\r\n5 6 1\r\n") << "3,4,1 5,6,1";
-    QTest::newRow("duplicates kept") << QByteArray("3 4 1\n3 4 1\n") << "3,4,1 3,4,1";
-    QTest::newRow("empty file") << QByteArray() << "";
-}
-
-void tst_BadpixelListModel::importLines()
-{
-    QFETCH(QByteArray, contents);
-    QFETCH(QString, rows);
-
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("list.txt"));
-    QVERIFY(writeFile(path, contents));
-    BadpixelListModel model;
-    QSignalSpy changed(&model, &QAbstractItemModel::layoutChanged);
-    QSignalSpy added(&model, &BadpixelListModel::pixelAdded);
-    model.importFromFile(path);
-    QCOMPARE(rowsText(model), rows);
-    QCOMPARE(changed.count(), 1);
-    QCOMPARE(added.count(), 0);
-}
-
-void tst_BadpixelListModel::importReplacesUserRows()
-{
-    QTemporaryDir dir;
-    const QString first = dir.filePath(QStringLiteral("first.txt"));
-    const QString second = dir.filePath(QStringLiteral("second.txt"));
-    QVERIFY(writeFile(first, "1 1 1\n7 7 0\n2 2 1\n8 8 3\n"));
-    QVERIFY(writeFile(second, "7 7 1\n5 5 1\n"));
-
-    BadpixelListModel model;
-    model.importFromFile(first);
-    model.importFromFile(second);
-    // Other classes stay in front in their order; a user pixel on a factory
-    // position is taken all the same.
-    QCOMPARE(rowsText(model), QStringLiteral("7,7,0 8,8,3 7,7,1 5,5,1"));
-}
-
-void tst_BadpixelListModel::importMissingFile()
-{
-    QTemporaryDir dir;
-    const QString list = dir.filePath(QStringLiteral("list.txt"));
-    QVERIFY(writeFile(list, "1 1 1\n7 7 0\n2 2 1\n"));
-    BadpixelListModel model;
-    model.importFromFile(list);
-
-    QSignalSpy changed(&model, &QAbstractItemModel::layoutChanged);
-    for (const QString &path : {dir.filePath(QStringLiteral("missing.txt")), dir.path()}) {
-        QCOMPARE(thrownText([&] { model.importFromFile(path); }),
-                 QStringLiteral("Can't open file for reading."));
-        // The user pixels were dropped before the file was opened.
-        QCOMPARE(rowsText(model), QStringLiteral("7,7,0"));
-    }
-    QCOMPARE(changed.count(), 0);
-}
-
-void tst_BadpixelListModel::exportImportRoundTrip()
-{
-    BadpixelListModel model;
-    fill(model, {{9, 9, 0}, {300, 2, 1}, {0, 0, 1}, {65535, 65535, 1}, {9, 9, 1}, {4, 4, 0}});
-    QCOMPARE(model.rowCount(), 6);
-    const QString before = rowsText(model);
-
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("list with blanks.txt"));
-    model.exportAsFile(path);
-    model.importFromFile(path);
-    QCOMPARE(rowsText(model), QStringLiteral("9,9,0 4,4,0 300,2,1 0,0,1 65535,65535,1 9,9,1"));
-    QVERIFY(before != rowsText(model));
-
-    // Again: export and import are stable once the user rows are at the end.
-    model.exportAsFile(path);
-    const QString settled = rowsText(model);
-    model.importFromFile(path);
-    QCOMPARE(rowsText(model), settled);
-}
-
-QTEST_GUILESS_MAIN(tst_BadpixelListModel)
 #include "tst_badpixellistmodel.moc"
