@@ -5,6 +5,7 @@
 #include "controls/dialog_about.h"
 #include "detection/detectiondialogue.h"
 #include "display/displaywidget.h"
+#include "display/magnifier.h"
 #include "simulator/tavosim_control.h"
 #include "tests/app/windowprobe.h"
 #include "tests/testutil/testutil.h"
@@ -222,6 +223,28 @@ void tst_MainWindowHotpixel::detectWriteAndReadBack()
     QCOMPARE(listModel(window)->rowCount(), 0);
     QVERIFY(openCamera(serial.constData()));
     QCOMPARE(userPixels(window), detected);
+
+    // With correction on, the written pixels read like their neighbours in
+    // the live frames.
+    auto *magnifier = window->findChild<Magnifier *>();
+    const auto pixel = *detected.begin();
+    auto valueAt = [&] {
+        QSignalSpy info(magnifier, &Magnifier::pixelInfoChanged);
+        emit window->findChild<DisplayWidget *>()->positionClicked(
+                QPoint(pixel.first, pixel.second));
+        // Frames go on arriving; take the value of a fresh one.
+        info.clear();
+        if (!info.wait(10000) || !info.wait(10000))
+            return -1;
+        return info.last().at(1).toInt();
+    };
+    const int uncorrected = valueAt();
+    QVERIFY(uncorrected > TVSIM_BLACK_LEVEL + 40);
+    QAction *correction = action(window, QStringLiteral("Hot pixel correction"));
+    QVERIFY(correction->isEnabled());
+    correction->trigger();
+    QVERIFY(correction->isChecked());
+    QTRY_VERIFY_WITH_TIMEOUT(valueAt() < TVSIM_BLACK_LEVEL + 10, 20000);
 }
 
 void tst_MainWindowHotpixel::brightFrames_data()

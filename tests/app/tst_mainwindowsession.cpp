@@ -408,6 +408,23 @@ void tst_MainWindowSession::parameterRows()
     QTest::qWait(500);
     QCOMPARE(sent.count(), settled);
     QVERIFY(qAbs(exposure->spinBox->value() - chosen) <= exposure->spinBox->maximum() / 10);
+
+    // A typed number snaps down to the slider's grid before it goes out.
+    QDoubleSpinBox *box = exposure->spinBox;
+    const double low = box->minimum();
+    const double high = box->maximum();
+    const int steps = exposure->slider->maximum();
+    exposure->slider->setValue(0);
+    sent.clear();
+    const double typed = low + (high - low) * 0.37 + (high - low) / steps * 0.4;
+    // The snap must be visible at the spin box's two decimals.
+    QVERIFY((high - low) / steps * 0.4 > 0.02);
+    box->setValue(typed);
+    QVERIFY(!sent.isEmpty());
+    // The first value out is the grid value below the typed number.
+    const int position = int((typed - low) / (high - low) * steps);
+    const double snapped = (high - low) * (double(position) / steps) + low;
+    QVERIFY(qAbs(sent.first().at(0).toDouble() - qRound(snapped * 100) / 100.0) < 0.011);
 }
 
 QTEST_MAIN(tst_MainWindowSession)
