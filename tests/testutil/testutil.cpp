@@ -2,10 +2,21 @@
 
 #include "simulator/tavosim_control.h"
 
+#include <QAction>
+#include <QApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
 #include <QProcess>
+#include <QPushButton>
+#include <QSettings>
 #include <QStandardPaths>
+#include <QTimer>
+#include <QWidget>
 #include <QtDebug>
 
 #include <cmath>
@@ -47,6 +58,110 @@ bool SimEnvironment::reload()
 void isolateSettings()
 {
     QStandardPaths::setTestModeEnabled(true);
+}
+
+SettingsSandbox::SettingsSandbox()
+{
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_dir.path());
+    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, m_dir.path());
+}
+
+namespace {
+const char answerTimerName[] = "TestUtil::answerWhenShown";
+}
+
+void answerWidgetWhenShown(const QMetaObject &type, std::function<void(QObject *)> answer,
+                           int timeoutMs)
+{
+    auto *timer = new QTimer(qApp);
+    timer->setObjectName(QLatin1String(answerTimerName));
+    timer->setInterval(20);
+    auto clock = std::make_shared<QElapsedTimer>();
+    clock->start();
+    QObject::connect(timer, &QTimer::timeout, [timer, clock, &type, answer, timeoutMs]() {
+        const QWidgetList widgets = QApplication::topLevelWidgets();
+        for (QWidget *widget : widgets) {
+            if (widget->isVisible() && widget->metaObject()->inherits(&type)) {
+                timer->stop();
+                timer->deleteLater();
+                answer(widget);
+                return;
+            }
+        }
+        if (clock->elapsed() > timeoutMs) {
+            timer->stop();
+            timer->deleteLater();
+        }
+    });
+    timer->start();
+}
+
+void cancelAnswers()
+{
+    const QList<QTimer *> timers = qApp->findChildren<QTimer *>(QLatin1String(answerTimerName),
+                                                                Qt::FindDirectChildrenOnly);
+    qDeleteAll(timers);
+}
+
+QAction *findAction(QObject *parent, const QString &text)
+{
+    const QList<QAction *> actions = parent->findChildren<QAction *>();
+    for (QAction *action : actions) {
+        if (action->text() == text)
+            return action;
+    }
+    return nullptr;
+}
+
+QStringList describeActions(const QList<QAction *> &actions)
+{
+    QStringList result;
+    for (const QAction *action : actions) {
+        QString text = action->isSeparator() ? QStringLiteral("-") : action->text();
+        text += QLatin1String(action->isEnabled() ? "" : "~");
+        if (action->isCheckable())
+            text += QLatin1String(action->isChecked() ? "[x]" : "[ ]");
+        text += QLatin1String(action->isVisible() ? "" : "(hidden)");
+        if (!action->shortcut().isEmpty())
+            text += QLatin1Char(' ') + action->shortcut().toString();
+        result << text;
+    }
+    return result;
+}
+
+QString labelTexts(QObject *parent)
+{
+    QStringList texts;
+    const QList<QLabel *> labels = parent->findChildren<QLabel *>();
+    for (const QLabel *label : labels)
+        texts << label->text();
+    return texts.join(QLatin1Char('\n'));
+}
+
+void answerMessageBox(int button, QString *seen)
+{
+    answerWhenShown<QMessageBox>([button, seen](QMessageBox *box) {
+        if (seen)
+            *seen = box->windowTitle() + QLatin1String(" | ") + box->text();
+        if (QAbstractButton *wanted = box->button(QMessageBox::StandardButton(button)))
+            wanted->click();
+        else
+            box->reject();
+    });
+}
+
+void answerFileDialog(const QString &path, QString *seen)
+{
+    answerWhenShown<QFileDialog>([path, seen](QFileDialog *dialog) {
+        if (seen)
+            *seen = dialog->windowTitle() + QLatin1Char(' ') + dialog->nameFilters().join(';');
+        if (path.isEmpty()) {
+            dialog->reject();
+            return;
+        }
+        dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(path);
+        QMetaObject::invokeMethod(dialog, "accept", Qt::QueuedConnection);
+    });
 }
 
 QString simToolPath()

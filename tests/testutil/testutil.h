@@ -1,6 +1,7 @@
 // Helpers shared by the tests: private folders for the simulated camera
 // library and for settings, so that no test touches the user's own; the
-// control tool tavo-sim; and what a detection must find on a simulated sensor.
+// control tool tavo-sim; what a detection must find on a simulated sensor;
+// and answers to modal dialogs.
 #pragma once
 
 #include <QPoint>
@@ -9,9 +10,13 @@
 #include <QTemporaryDir>
 #include <QVector>
 
+#include <functional>
 #include <memory>
 
+class QAction;
+class QObject;
 class QProcess;
+struct QMetaObject;
 
 namespace TestUtil {
 
@@ -43,6 +48,54 @@ private:
 
 // Sends QSettings and QStandardPaths to a private test location.
 void isolateSettings();
+
+// Sends the user scope of QSettings (native and ini) to a folder of its own
+// for the life of the object.
+class SettingsSandbox
+{
+public:
+    SettingsSandbox();
+    QString path() const { return m_dir.path(); }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+// Answers a modal dialog from the event loop: polls for a visible top-level
+// widget of the given type and hands it to answer once. Call it before the
+// code that opens the dialog; an answer that finds nothing within timeoutMs
+// gives up.
+void answerWidgetWhenShown(const QMetaObject &type, std::function<void(QObject *)> answer,
+                           int timeoutMs = 20000);
+
+template<class T>
+void answerWhenShown(std::function<void(T *)> answer, int timeoutMs = 20000)
+{
+    answerWidgetWhenShown(
+            T::staticMetaObject, [answer](QObject *widget) { answer(static_cast<T *>(widget)); },
+            timeoutMs);
+}
+
+// Drops the answers still waiting; call it at the end of each case.
+void cancelAnswers();
+
+// The action below parent whose text is exactly text, or null.
+QAction *findAction(QObject *parent, const QString &text);
+
+// The actions as the user meets them: text ("-" for a separator), "~" when
+// disabled, "[x]" or "[ ]" when checkable, "(hidden)", then the shortcut.
+QStringList describeActions(const QList<QAction *> &actions);
+
+// The texts of all labels below parent, one a line.
+QString labelTexts(QObject *parent);
+
+// Answers the next QMessageBox by clicking its button (a
+// QMessageBox::StandardButton); "title | text" goes to seen.
+void answerMessageBox(int button, QString *seen = nullptr);
+
+// Answers the next QFileDialog (Qt's own, see Qt::AA_DontUseNativeDialogs)
+// with path, or cancels it for an empty path; "title filters" goes to seen.
+void answerFileDialog(const QString &path, QString *seen = nullptr);
 
 // The control tool: its path, and one run of it with the test's environment.
 struct SimToolResult
