@@ -277,12 +277,10 @@ TAVO_API int32_t tv_SetFrameRate(cameraHandle handle, double fps, double *actual
 TAVO_API int32_t tv_GetExposureRange(cameraHandle handle, double *min, double *max,
                                      double *increment);
 TAVO_API int32_t tv_SetExposureTime(cameraHandle handle, double exposure, double *actual);
-TAVO_API int32_t tv_SetHardwareGain(cameraHandle handle, int32_t master, int32_t red,
-                                    int32_t green, int32_t blue);
+TAVO_API int32_t tv_SetHardwareGain(cameraHandle handle, int32_t master, int32_t red, int32_t green,
+                                    int32_t blue);
 
 // Events, errors and hot pixels
-TAVO_API int32_t tv_Event(cameraHandle handle, uint32_t operation, void *parameter,
-                          uint32_t size);
+TAVO_API int32_t tv_Event(cameraHandle handle, uint32_t operation, void *parameter, uint32_t size);
 TAVO_API int32_t tv_GetError(cameraHandle handle, int32_t *code, char **text);
-TAVO_API int32_t tv_HotPixel(cameraHandle handle, uint32_t command, void *parameter,
-                             uint32_t size);
+TAVO_API int32_t tv_HotPixel(cameraHandle handle, uint32_t command, void *parameter, uint32_t size);
