@@ -1,6 +1,6 @@
 // A camera opened through the C interface alone, in the order the program
-// uses: init, sensor info, colour mode, AOI, three buffers in the sequence,
-// camera events, live capture. For the conformance tests of the simulator.
+// uses: init, sensor info, colour mode, three buffers in the sequence, camera
+// events, live capture.
 #pragma once
 
 #include "camera/tavo_api.h"
@@ -9,10 +9,34 @@
 
 #include <vector>
 
+// Registers and enables codes on a handle (0: the device events).
+inline int32_t registerEvents(cameraHandle handle, std::vector<uint32_t> codes)
+{
+    for (uint32_t code : codes) {
+        EventInit init {code, 0, 0};
+        if (const int32_t status = tv_Event(handle, TV_EVT_OP_REGISTER, &init, sizeof init))
+            return status;
+    }
+    return tv_Event(handle, TV_EVT_OP_ENABLE, codes.data(), uint32_t(4 * codes.size()));
+}
+
+inline std::vector<CameraListEntry> listCameras()
+{
+    int32_t count = 0;
+    if (tv_GetNumberOfCameras(&count) != TV_SUCCESS || count < 1)
+        return {};
+    std::vector<char> buffer(cameraListSize(uint32_t(count)));
+    auto *list = reinterpret_cast<CameraList *>(buffer.data());
+    list->count = uint32_t(count);
+    if (tv_GetCameraList(list) != TV_SUCCESS)
+        return {};
+    return std::vector<CameraListEntry>(list->entries, list->entries + list->count);
+}
+
 class SimCamera
 {
 public:
-    explicit SimCamera(uint32_t deviceId, int bitsPerPixel = 8, bool live = true)
+    explicit SimCamera(uint32_t deviceId, bool live = true)
     {
         uint32_t word = deviceId | TV_OPEN_BY_DEVICE_ID;
         status = tv_InitCamera(&word, nullptr);
@@ -23,23 +47,19 @@ public:
         tv_GetSensorInfo(handle, &info);
         width = int(info.maxWidth);
         height = int(info.maxHeight);
-        tv_SetColorMode(handle, bitsPerPixel == 32 ? TV_FORMAT_32BIT : TV_FORMAT_8BIT);
+        tv_SetColorMode(handle, TV_FORMAT_8BIT);
         for (int i = 0; i < 3; ++i) {
             char *memory = nullptr;
             int32_t id = 0;
-            if (tv_AllocImageMem(handle, width, height, bitsPerPixel, &memory, &id) == TV_SUCCESS
+            if (tv_AllocImageMem(handle, width, height, 8, &memory, &id) == TV_SUCCESS
                 && tv_AddToSequence(handle, memory, id) == TV_SUCCESS) {
                 memories.push_back(memory);
                 ids.push_back(id);
             }
         }
-        std::vector<uint32_t> codes = {TV_EVT_FRAME_READY, TV_EVT_CAMERA_BACK, TV_EVT_CAMERA_GONE,
-                                       TV_EVT_FRAME_LOST, ownCode};
-        for (uint32_t code : codes) {
-            EventInit init {code, 0, 0};
-            tv_Event(handle, TV_EVT_OP_REGISTER, &init, sizeof init);
-        }
-        tv_Event(handle, TV_EVT_OP_ENABLE, codes.data(), uint32_t(4 * codes.size()));
+        registerEvents(handle,
+                       {TV_EVT_FRAME_READY, TV_EVT_CAMERA_BACK, TV_EVT_CAMERA_GONE,
+                        TV_EVT_FRAME_LOST, ownCode});
         if (live)
             status = tv_CaptureVideo(handle, TV_CAPTURE_NO_WAIT);
     }
@@ -79,12 +99,21 @@ public:
         return copy;
     }
 
-    int pitch(int bitsPerPixel = 8) const { return ((width * bitsPerPixel / 8) + 3) & ~3; }
+    // The program's built-in settings at 3 frames a second; the exposure.
+    double useProgramSettings()
+    {
+        double exposure = 0;
+        tv_SetFrameRate(handle, 3.0, &exposure);
+        tv_SetExposureTime(handle, 300.0, &exposure);
+        tv_SetHardwareGain(handle, 50, -1, -1, -1);
+        return exposure;
+    }
+
+    int pitch() const { return (width + 3) & ~3; }
 
     int32_t status = -1;
     cameraHandle handle = 0;
-    int width = 0;
-    int height = 0;
+    int width = 0, height = 0;
     std::vector<char *> memories;
     std::vector<int32_t> ids;
     uint32_t ownCode = 10150;

@@ -1,28 +1,14 @@
 // Events of the simulated camera library: registration, auto-reset, waits
-// across threads, user codes, hot plug and the end of a camera.
-#include "camera/tavo_api.h"
+// across threads, user codes and the end of a camera.
 #include "simulator/tavosim_control.h"
 #include "tests/simulator/simcamera.h"
 #include "tests/testutil/testutil.h"
 
-#include <QElapsedTimer>
 #include <QtTest>
 
-#include <atomic>
 #include <future>
-#include <thread>
 
 namespace {
-
-int32_t registerCodes(cameraHandle handle, std::vector<uint32_t> codes)
-{
-    for (uint32_t code : codes) {
-        EventInit init {code, 0, 0};
-        if (const int32_t status = tv_Event(handle, TV_EVT_OP_REGISTER, &init, sizeof init))
-            return status;
-    }
-    return tv_Event(handle, TV_EVT_OP_ENABLE, codes.data(), uint32_t(4 * codes.size()));
-}
 
 // A wait on another thread; its result is (status, signaled).
 std::future<std::pair<int32_t, uint32_t>>
@@ -49,14 +35,13 @@ class tst_SimulatorEvents : public QObject
 private slots:
     void signalAcrossThreads();
     void arguments();
-    void hotPlug();
     void exitEndsWaits();
 };
 
 void tst_SimulatorEvents::signalAcrossThreads()
 {
     TestUtil::SimEnvironment environment;
-    QCOMPARE(registerCodes(0, {TV_EVT_DEVICE_ARRIVED, TV_EVT_DEVICE_GONE, 10199}), TV_SUCCESS);
+    QCOMPARE(registerEvents(0, {TV_EVT_DEVICE_ARRIVED, TV_EVT_DEVICE_GONE, 10199}), TV_SUCCESS);
 
     // A blocked wait holds no lock: other calls go on, a signal wakes it.
     auto result = waitAsync(0, {TV_EVT_DEVICE_ARRIVED, TV_EVT_DEVICE_GONE, 10199});
@@ -73,23 +58,20 @@ void tst_SimulatorEvents::signalAcrossThreads()
     // Auto-reset: two signals before a wait are one event.
     tv_Event(0, TV_EVT_OP_SIGNAL, &code, 4);
     tv_Event(0, TV_EVT_OP_SIGNAL, &code, 4);
-    auto first = waitAsync(0, {10199}, 5000);
-    QVERIFY(finishes(first));
-    QCOMPARE(first.get().first, TV_SUCCESS);
+    auto first = waitAsync(0, {10199}, 1000);
     auto second = waitAsync(0, {10199}, 300);
-    QVERIFY(finishes(second));
-    QVERIFY(second.get().first != TV_SUCCESS); // timed out
+    QVERIFY(finishes(first) && finishes(second));
+    QCOMPARE((first.get().first == TV_SUCCESS) + (second.get().first == TV_SUCCESS), 1);
 
     // One signal wakes one of two waiters of the same code.
     auto a = waitAsync(0, {10199}, 3000);
     auto b = waitAsync(0, {10199}, 3000);
-    QTest::qWait(200);
+    QVERIFY(!finishes(a, 200) && !finishes(b, 0));
     tv_Event(0, TV_EVT_OP_SIGNAL, &code, 4);
     QVERIFY(finishes(a) && finishes(b));
     QCOMPARE((a.get().first == TV_SUCCESS) + (b.get().first == TV_SUCCESS), 1);
 
-    std::vector<uint32_t> codes = {TV_EVT_DEVICE_ARRIVED, TV_EVT_DEVICE_GONE, 10199};
-    QCOMPARE(tv_Event(0, TV_EVT_OP_RELEASE, codes.data(), 12), TV_SUCCESS);
+    QCOMPARE(tv_Event(0, TV_EVT_OP_RELEASE, &code, 4), TV_SUCCESS);
     QVERIFY(tv_Event(0, TV_EVT_OP_SIGNAL, &code, 4) != TV_SUCCESS); // released
 }
 
@@ -99,9 +81,7 @@ void tst_SimulatorEvents::arguments()
     EventInit init {10000, 0, 0};
     QVERIFY(tv_Event(0, TV_EVT_OP_REGISTER, &init, 8) != TV_SUCCESS);
     QCOMPARE(tv_Event(0, TV_EVT_OP_REGISTER, &init, 12), TV_SUCCESS);
-    EventInit bad {9999, 0, 0};
-    QVERIFY(tv_Event(0, TV_EVT_OP_REGISTER, &bad, 12) != TV_SUCCESS);
-    bad.event = 10200;
+    EventInit bad {10200, 0, 0};
     QVERIFY(tv_Event(0, TV_EVT_OP_REGISTER, &bad, 12) != TV_SUCCESS);
     uint32_t code = 10000;
     QVERIFY(tv_Event(0, TV_EVT_OP_ENABLE, &code, 3) != TV_SUCCESS);
@@ -115,44 +95,7 @@ void tst_SimulatorEvents::arguments()
     QCOMPARE(wait.signaled, 0u);
     QCOMPARE(tv_Event(0, TV_EVT_OP_WAIT, &wait, sizeof wait), TV_SUCCESS);
     QCOMPARE(wait.signaled, 10000u);
-    EventWait mixed {&unregistered, 1, 0, 100, 0, 0};
-    QVERIFY(tv_Event(0, TV_EVT_OP_WAIT, &mixed, sizeof mixed) != TV_SUCCESS);
-    QVERIFY(tv_Event(4711, TV_EVT_OP_REGISTER, &init, 12) != TV_SUCCESS); // no such handle
     QCOMPARE(tv_Event(0, TV_EVT_OP_RELEASE, &code, 4), TV_SUCCESS);
-}
-
-void tst_SimulatorEvents::hotPlug()
-{
-    TestUtil::SimEnvironment environment;
-    QCOMPARE(registerCodes(0, {TV_EVT_DEVICE_ARRIVED, TV_EVT_DEVICE_GONE, 10190}), TV_SUCCESS);
-    SimCamera camera(2);
-    QVERIFY(!camera.grab().isEmpty());
-    auto device = waitAsync(0, {TV_EVT_DEVICE_ARRIVED, TV_EVT_DEVICE_GONE, 10190}, 20000);
-    QTest::qWait(100);
-
-    QCOMPARE(tvsim_plug("4103000102", 0), 0);
-    QVERIFY(finishes(device));
-    QCOMPARE(device.get(), std::make_pair(TV_SUCCESS, uint32_t(TV_EVT_DEVICE_GONE)));
-    QCOMPARE(camera.waitFor({TV_EVT_CAMERA_GONE, TV_EVT_CAMERA_BACK}),
-             uint32_t(TV_EVT_CAMERA_GONE));
-    int32_t count = 0;
-    tv_GetNumberOfCameras(&count);
-    QCOMPARE(count, 2);
-    double fps = 0;
-    QVERIFY(tv_GetFramesPerSecond(camera.handle, &fps) != TV_SUCCESS); // calls fail
-    // No frames while it is gone.
-    camera.waitFor({TV_EVT_FRAME_READY}, 100); // one may have been under way
-    QCOMPARE(camera.waitFor({TV_EVT_FRAME_READY}, 500), 0u);
-    QVERIFY(tvsim_plug("4103000199", 0) != 0);
-
-    auto back = waitAsync(0, {TV_EVT_DEVICE_ARRIVED, TV_EVT_DEVICE_GONE, 10190}, 20000);
-    QCOMPARE(tvsim_plug("4103000102", 1), 0);
-    QVERIFY(finishes(back));
-    QCOMPARE(back.get().second, uint32_t(TV_EVT_DEVICE_ARRIVED));
-    QCOMPARE(camera.waitFor({TV_EVT_CAMERA_BACK}), uint32_t(TV_EVT_CAMERA_BACK));
-    QVERIFY(!camera.grab().isEmpty()); // frames resume by themselves
-    std::vector<uint32_t> codes = {TV_EVT_DEVICE_ARRIVED, TV_EVT_DEVICE_GONE, 10190};
-    tv_Event(0, TV_EVT_OP_RELEASE, codes.data(), 12);
 }
 
 void tst_SimulatorEvents::exitEndsWaits()

@@ -1,6 +1,5 @@
 // The simulated cameras shared between processes: in use elsewhere, hot plug
 // and faults through the control tool tavo-sim.
-#include "camera/tavo_api.h"
 #include "simulator/tavosim_control.h"
 #include "tests/simulator/simcamera.h"
 #include "tests/testutil/testutil.h"
@@ -10,16 +9,10 @@
 
 namespace {
 
-uint32_t inUse(int index)
+uint32_t inUse(size_t index)
 {
-    int32_t count = 0;
-    tv_GetNumberOfCameras(&count);
-    std::vector<char> buffer(cameraListSize(uint32_t(qMax(count, 1))));
-    auto *list = reinterpret_cast<CameraList *>(buffer.data());
-    list->count = uint32_t(count);
-    if (tv_GetCameraList(list) != TV_SUCCESS || int(list->count) <= index)
-        return 0xFFFFFFFFu;
-    return list->entries[index].inUse;
+    const auto cameras = listCameras();
+    return cameras.size() > index ? cameras[index].inUse : 0xFFFFFFFFu;
 }
 
 } // namespace
@@ -41,7 +34,6 @@ void tst_SimulatorProcesses::inUseElsewhere()
     TestUtil::SimHold hold(QStringLiteral("4103000101"));
     QVERIFY2(hold.isHolding(), qPrintable(hold.errors()));
     QCOMPARE(inUse(0), 1u);
-    QCOMPARE(inUse(1), 0u);
     uint32_t word = 1 | TV_OPEN_BY_DEVICE_ID;
     const int32_t status = tv_InitCamera(&word, nullptr);
     QVERIFY(status != TV_SUCCESS);
@@ -49,7 +41,8 @@ void tst_SimulatorProcesses::inUseElsewhere()
     int32_t code = status;
     tv_GetError(0, &code, &text);
     QCOMPARE(text, "The camera is in use by another program.");
-    QVERIFY(TestUtil::runSimTool({"list"}).output.contains("in use"));
+    const QString listing = TestUtil::runSimTool({"list"}).output;
+    QVERIFY(listing.contains("in use") && listing.contains("TV-C1920"));
 
     // Two holders can't share one camera.
     TestUtil::SimHold second(QStringLiteral("4103000101"));
@@ -58,7 +51,7 @@ void tst_SimulatorProcesses::inUseElsewhere()
 
     hold.stop();
     QCOMPARE(inUse(0), 0u);
-    SimCamera camera(1, 8, false);
+    SimCamera camera(1, false);
     QCOMPARE(camera.status, TV_SUCCESS);
 }
 
@@ -78,11 +71,7 @@ void tst_SimulatorProcesses::toolHotPlug()
 {
     TestUtil::SimEnvironment environment;
     std::vector<uint32_t> codes = {TV_EVT_DEVICE_ARRIVED, TV_EVT_DEVICE_GONE};
-    for (uint32_t code : codes) {
-        EventInit init {code, 0, 0};
-        QCOMPARE(tv_Event(0, TV_EVT_OP_REGISTER, &init, sizeof init), TV_SUCCESS);
-    }
-    QCOMPARE(tv_Event(0, TV_EVT_OP_ENABLE, codes.data(), 8), TV_SUCCESS);
+    QCOMPARE(registerEvents(0, codes), TV_SUCCESS);
     SimCamera camera(3);
     QVERIFY(!camera.grab().isEmpty());
 
@@ -94,43 +83,39 @@ void tst_SimulatorProcesses::toolHotPlug()
     int32_t count = 0;
     tv_GetNumberOfCameras(&count);
     QCOMPARE(count, 2);
+    double fps = 0;
+    QVERIFY(tv_GetFramesPerSecond(camera.handle, &fps) != TV_SUCCESS);
+    camera.waitFor({TV_EVT_FRAME_READY}, 100); // one may have been under way
+    QCOMPARE(camera.waitFor({TV_EVT_FRAME_READY}, 500), 0u);
     QVERIFY(TestUtil::runSimTool({"list"}).output.contains("unplugged"));
 
     QCOMPARE(TestUtil::runSimTool({"plug", "4103000103"}).exitCode, 0);
     QCOMPARE(tv_Event(0, TV_EVT_OP_WAIT, &wait, sizeof wait), TV_SUCCESS);
     QCOMPARE(wait.signaled, uint32_t(TV_EVT_DEVICE_ARRIVED));
     QCOMPARE(camera.waitFor({TV_EVT_CAMERA_BACK}), uint32_t(TV_EVT_CAMERA_BACK));
-    QVERIFY(!camera.grab().isEmpty());
+    QVERIFY(!camera.grab().isEmpty()); // frames resume by themselves
     tv_Event(0, TV_EVT_OP_RELEASE, codes.data(), 8);
 }
 
 void tst_SimulatorProcesses::toolCommands()
 {
     TestUtil::SimEnvironment environment;
-    TestUtil::SimToolResult result = TestUtil::runSimTool({"list"});
-    QCOMPARE(result.exitCode, 0);
-    QVERIFY(result.output.contains("4103000101") && result.output.contains("TV-C1920"));
-    result = TestUtil::runSimTool({"unplug", "0000"});
+    TestUtil::SimToolResult result = TestUtil::runSimTool({"unplug", "0000"});
     QCOMPARE(result.exitCode, 1);
     QVERIFY(result.errors.contains("no camera with the serial number \"0000\""));
     result = TestUtil::runSimTool({"explode"});
     QCOMPARE(result.exitCode, 2);
     QVERIFY(result.errors.contains("unknown command"));
-    QCOMPARE(TestUtil::runSimTool({"fail", "tv_Nothing", "1"}).exitCode, 1);
     QCOMPARE(TestUtil::runSimTool({"fail", "tv_GetCameraList", "x"}).exitCode, 2);
-
     // A fault set by the tool reaches this process.
     QCOMPARE(TestUtil::runSimTool({"fail", "tv_GetNumberOfCameras", "5"}).exitCode, 0);
     int32_t count = 0;
     QTRY_COMPARE_WITH_TIMEOUT(tv_GetNumberOfCameras(&count), 5, 10000);
-    QCOMPARE(tv_GetNumberOfCameras(&count), 5);
     QCOMPARE(TestUtil::runSimTool({"reset"}).exitCode, 0);
     QTRY_COMPARE_WITH_TIMEOUT(tv_GetNumberOfCameras(&count), TV_SUCCESS, 10000);
 
-    // The lens cover, from the tool.
     QCOMPARE(TestUtil::runSimTool({"cover", "4103000101"}).exitCode, 0);
-    QTRY_VERIFY_WITH_TIMEOUT(TestUtil::runSimTool({"list"}).output.contains("covered"), 10000);
-    QCOMPARE(TestUtil::runSimTool({"reset"}).exitCode, 0);
+    QVERIFY(TestUtil::runSimTool({"list"}).output.contains("covered"));
 }
 
 QTEST_GUILESS_MAIN(tst_SimulatorProcesses)
