@@ -751,7 +751,8 @@ int32_t CameraSession::hotPixel(uint32_t command, void *parameter, uint32_t size
         rebuildCorrection();
         return Success;
     case TV_HP_CAPABILITIES:
-        return putCount(parameter, size, 1u | (m_profile.cameraMemory ? TV_HP_CAP_CAMERA_MEMORY : 0u));
+        return putCount(parameter, size,
+                        1u | (m_profile.cameraMemory ? TV_HP_CAP_CAMERA_MEMORY : 0u));
     case TV_HP_SOFT_LIST_EXISTS:
         if (size != 0)
             return WrongSize;
@@ -762,8 +763,8 @@ int32_t CameraSession::hotPixel(uint32_t command, void *parameter, uint32_t size
         return putList(parameter, size, m_softListExists ? m_softList : PixelList());
     case TV_HP_SOFT_LIST_WRITE: {
         PixelList list;
-        const int32_t status
-                = takeList(parameter, size, kSoftListLimit, m_profile.width, m_profile.height, &list);
+        const int32_t status = takeList(parameter, size, kSoftListLimit, m_profile.width,
+                                        m_profile.height, &list);
         if (status != Success)
             return status;
         m_softListExists = !list.empty(); // an empty soft list is no soft list
@@ -789,8 +790,8 @@ int32_t CameraSession::hotPixel(uint32_t command, void *parameter, uint32_t size
                 return WrongSize;
             state.userList.clear();
         } else {
-            const int32_t status = takeList(parameter, size, m_profile.userCapacity, m_profile.width,
-                                            m_profile.height, &state.userList);
+            const int32_t status = takeList(parameter, size, m_profile.userCapacity,
+                                            m_profile.width, m_profile.height, &state.userList);
             if (status != Success)
                 return status;
         }
@@ -810,7 +811,8 @@ int32_t CameraSession::hotPixel(uint32_t command, void *parameter, uint32_t size
         if (command == TV_HP_SOFT_LIST_SAVE)
             return ListFile::saveSoftList(path, m_softListExists ? m_softList : PixelList());
         PixelList list;
-        const int32_t status = ListFile::loadSoftList(path, m_profile.width, m_profile.height, &list);
+        const int32_t status
+                = ListFile::loadSoftList(path, m_profile.width, m_profile.height, &list);
         if (status != Success)
             return status;
         m_softListExists = !list.empty();

@@ -59,8 +59,8 @@ namespace {
 const std::vector<int> kStrengths = {12, 60, 25, 90, 18, 130, 30, 75, 200, 22, 55, 160, 28, 240};
 
 CameraProfile builtInCamera(uint32_t id, const char *serial, const char *model, uint16_t sensorType,
-                         uint32_t width, uint32_t height, ColorFilter filter, int clockMax,
-                         bool cameraMemory)
+                            uint32_t width, uint32_t height, ColorFilter filter, int clockMax,
+                            bool cameraMemory)
 {
     CameraProfile profile;
     profile.deviceId = id;
@@ -153,7 +153,8 @@ bool readCamera(const QJsonObject &object, int index, CameraProfile *profile, st
         return fail(error, where + ": \"sensorType\" is not a number");
     profile->width = uint32_t(object.value("width").toInt(0));
     profile->height = uint32_t(object.value("height").toInt(0));
-    if (profile->width < 16 || profile->height < 16 || profile->width > 8192 || profile->height > 8192)
+    if (profile->width < 16 || profile->height < 16 || profile->width > 8192
+        || profile->height > 8192)
         return fail(error, where + ": \"width\" and \"height\" must lie between 16 and 8192");
     const QString color = object.value("color").toString("mono");
     if (color == "mono")
@@ -167,8 +168,9 @@ bool readCamera(const QJsonObject &object, int index, CameraProfile *profile, st
     profile->clockMin = clock.value("min").toInt(5);
     profile->clockMax = clock.value("max").toInt(40);
     profile->clockDefault = clock.value("default").toInt(profile->clockMax);
-    if (profile->clockMin < 1 || profile->clockMax < profile->clockMin || profile->clockMax >= 0x8000
-        || profile->clockDefault < profile->clockMin || profile->clockDefault > profile->clockMax)
+    if (profile->clockMin < 1 || profile->clockMax < profile->clockMin
+        || profile->clockMax >= 0x8000 || profile->clockDefault < profile->clockMin
+        || profile->clockDefault > profile->clockMax)
         return fail(error, where + ": \"pixelClock\" needs 1 <= min <= default <= max < 32768");
     profile->cameraMemory = object.value("cameraMemory").toBool(true);
     profile->userCapacity = uint32_t(object.value("userCapacity").toInt(1000));
@@ -194,9 +196,10 @@ bool readCamera(const QJsonObject &object, int index, CameraProfile *profile, st
             strengths.push_back(s.toInt());
         if (strengths.empty())
             strengths = kStrengths;
-        const auto more = plantDefects(
-                profile->width, profile->height, uint32_t(p.value("seed").toInt(int(profile->deviceId))),
-                p.value("count").toInt(28), strengths, p.value("factoryEvery").toInt(3));
+        const auto more = plantDefects(profile->width, profile->height,
+                                       uint32_t(p.value("seed").toInt(int(profile->deviceId))),
+                                       p.value("count").toInt(28), strengths,
+                                       p.value("factoryEvery").toInt(3));
         profile->defects.insert(profile->defects.end(), more.begin(), more.end());
     }
     return true;
@@ -212,7 +215,7 @@ Fleet Fleet::builtIn()
     fleet.cameras.push_back(builtInCamera(2, "4103000102", "TV-C3100", 0x0131, 2048, 1536,
                                           ColorFilter::Bayer, 86, true));
     CameraProfile third = builtInCamera(3, "4103000103", "TV-C1920", 0x0125, 1600, 1200,
-                                     ColorFilter::Bayer, 40, false);
+                                        ColorFilter::Bayer, 40, false);
     third.clockDefault = 30;
     fleet.cameras.push_back(third);
     return fleet;

@@ -319,22 +319,18 @@ void Library::reset()
 
 int Library::setPlugged(const char *serial, bool on)
 {
-    if (!serial)
-        return -1;
-    std::lock_guard<std::mutex> lock(m_mutex);
-    bool known = false;
-    for (const CameraProfile &profile : m_fleet.cameras)
-        known = known || profile.serial == serial;
-    if (!known)
-        return -1;
-    const bool ok = m_control->update([&](ControlState &state) { state.plugged[serial] = on; });
-    ControlState state = m_control->read();
-    state.plugged[serial] = on; // in this process even if the file could not be written
-    applyControl(state, true);
-    return ok ? 0 : -2;
+    return setCameraFlag(&ControlState::plugged, serial, on);
 }
 
 int Library::setCovered(const char *serial, bool on)
+{
+    return setCameraFlag(&ControlState::covered, serial, on);
+}
+
+// Sets a camera's plug or lens state for every process through the control
+// file, and at once in this one, even if the file could not be written.
+int Library::setCameraFlag(std::map<std::string, bool> ControlState::*flags, const char *serial,
+                           bool on)
 {
     if (!serial)
         return -1;
@@ -344,9 +340,9 @@ int Library::setCovered(const char *serial, bool on)
         known = known || profile.serial == serial;
     if (!known)
         return -1;
-    const bool ok = m_control->update([&](ControlState &state) { state.covered[serial] = on; });
+    const bool ok = m_control->update([&](ControlState &state) { (state.*flags)[serial] = on; });
     ControlState state = m_control->read();
-    state.covered[serial] = on;
+    (state.*flags)[serial] = on;
     applyControl(state, true);
     return ok ? 0 : -2;
 }
@@ -482,8 +478,8 @@ int32_t Library::initCamera(uint32_t *handle)
         m_nextHandle = m_nextHandle >= 0x7FFF ? 1 : m_nextHandle + 1;
     const cameraHandle newHandle = m_nextHandle++;
     m_events.addContext(newHandle);
-    auto session = std::make_shared<CameraSession>(profile, newHandle, fd, state, statePath, &m_events,
-                                                   isCovered(profile));
+    auto session = std::make_shared<CameraSession>(profile, newHandle, fd, state, statePath,
+                                                   &m_events, isCovered(profile));
     if (!isPlugged(profile))
         session->setPlugged(false); // unplugged during the upload
     m_sessions[newHandle] = session;

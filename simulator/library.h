@@ -58,6 +58,8 @@ public:
 private:
     Library();
     void configure(); // reads the environment; called with m_mutex held
+    int setCameraFlag(std::map<std::string, bool> ControlState::*flags, const char *serial,
+                      bool on);
     void applyControl(const ControlState &state, bool raiseEvents);
     void watch();
     void startWatcher();
