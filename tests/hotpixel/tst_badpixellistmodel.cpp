@@ -6,11 +6,8 @@
 #include "hotpixel/pixelclassdelegate.h"
 #include "tests/testutil/testutil.h"
 
-#include <QApplication>
-#include <QComboBox>
-#include <QProcess>
-#include <QSignalSpy>
 #include <QtTest>
+#include <QtWidgets>
 
 #include <dlfcn.h>
 
@@ -30,11 +27,10 @@ constexpr uint32_t softExists = TV_HP_SOFT_LIST_EXISTS, softCount = TV_HP_SOFT_L
                    softRead = TV_HP_SOFT_LIST_READ, softWrite = TV_HP_SOFT_LIST_WRITE,
                    softSave = TV_HP_SOFT_LIST_SAVE, softLoad = TV_HP_SOFT_LIST_LOAD;
 static Commands commands; // every tv_HotPixel command since record()
-static uint32_t failingCommand = 0;
-static int failingOccurrence = 0;
+static uint32_t failingCommand = 0, failingOccurrence = 0;
 
 // Starts a new recording; the occurrence-th call of command then fails with 7.
-static void record(uint32_t command = 0, int occurrence = 0)
+static void record(uint32_t command = 0, uint32_t occurrence = 0)
 {
     commands.clear();
     failingCommand = command;
@@ -115,8 +111,6 @@ private:
 private slots:
     void initTestCase()
     {
-        qRegisterMetaType<QList<QPersistentModelIndex>>();
-        qRegisterMetaType<QAbstractItemModel::LayoutChangeHint>();
         m_environment = std::make_unique<TestUtil::SimEnvironment>(QString::fromLatin1(fleet));
         m_camera = std::make_unique<Camera>();
     }
@@ -126,7 +120,6 @@ private slots:
     void addAndRemove()
     {
         BadpixelListModel model;
-        QVERIFY(!model.removePixelRow(0, QModelIndex()));
         fill(model, "10 20 0\n30 40 2\n");
         QSignalSpy added(&model, &BadpixelListModel::pixelAdded);
         QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
@@ -180,15 +173,13 @@ private slots:
         PixelclassDelegate delegate;
         QWidget parent;
         auto *editor = qobject_cast<QComboBox *>(delegate.createEditor(&parent, {}, QModelIndex()));
-        QStringList items;
-        for (int i = 0; i < editor->count(); ++i)
-            items << editor->itemText(i);
-        QCOMPARE(items, QStringList({"factory", "user", "ignore"}));
+        const QStringList items {"factory", "user", "ignore"};
+        QCOMPARE(editor->count(), 3);
         // Each class shows its word, and the editor starts on it.
         for (int row = 0; row < 3; ++row) {
-            const QModelIndex index = model.index(row, 2);
-            QCOMPARE(model.data(index), QVariant(items.at(2 - row)));
-            delegate.setEditorData(editor, index);
+            QCOMPARE(editor->itemText(row), items.at(row));
+            QCOMPARE(model.data(model.index(row, 2)), QVariant(items.at(2 - row)));
+            delegate.setEditorData(editor, model.index(row, 2));
             QCOMPARE(editor->currentIndex(), 2 - row);
         }
         // "ignore" is refused; "factory" makes class 0, which reads "ignore".
@@ -246,40 +237,30 @@ private slots:
         QCOMPARE(rowsText(model), QStringLiteral("7,8,0 9,9,2 0,0,0 10,20,0 3,4,200"));
     }
 
-    void readLists_data()
-    {
-        QTest::addColumn<int>("deviceId");
-        QTest::addColumn<int>("userCount");
-        QTest::addColumn<int>("factoryRows");
-
-        QTest::newRow("no user list") << 1 << 0 << 5;
-        QTest::newRow("1000 user pixels") << 1 << 1000 << 5;
-        QTest::newRow("1000 factory pixels") << 2 << 1 << 1000;
-        QTest::newRow("1001 factory pixels") << 3 << 1 << 0;
-    }
-
     void readLists()
     {
-        QFETCH(int, deviceId);
-        QFETCH(int, userCount);
-        QFETCH(int, factoryRows);
-
-        BadpixelListModel model;
-        openCamera(model, deviceId);
-        Words users {quint16(userCount)};
-        QStringList userRows;
-        for (int i = 0; i < userCount; ++i) {
-            users << quint16(i) << quint16(i % 3 ? 10 : 1000);
-            userRows << QStringLiteral("%1,%2,1").arg(i).arg(users.last());
+        // Factory rows first, in the camera's order, then the user rows; over 1000
+        // factory pixels none is read.
+        const struct
+        {
+            int deviceId, userCount, factoryRows;
+        } cases[] = {{1, 0, 5}, {1, 1000, 5}, {2, 1, 1000}, {3, 1, 0}};
+        for (const auto &c : cases) {
+            BadpixelListModel model;
+            openCamera(model, c.deviceId);
+            Words users {quint16(c.userCount)};
+            QStringList userRows;
+            for (int i = 0; i < c.userCount; ++i) {
+                users << quint16(i) << quint16(i % 3 ? 10 : 1000);
+                userRows << QStringLiteral("%1,%2,1").arg(i).arg(users.last());
+            }
+            QVERIFY(c.userCount == 0 || writeList(TV_HP_USER_LIST_WRITE, users) == TV_SUCCESS);
+            model.getBadpixelList(m_camera.get());
+            QCOMPARE(model.factoryLimit, c.deviceId == 3 ? 1001 : c.factoryRows);
+            const QStringList rows = rowsText(model).split(QLatin1Char(' '));
+            QCOMPARE(rows.mid(c.factoryRows), userRows);
+            QVERIFY(c.deviceId != 1 || rows.mid(0, 5).join(QLatin1Char(' ')) == smallFactory);
         }
-        QVERIFY(userCount == 0 || writeList(TV_HP_USER_LIST_WRITE, users) == TV_SUCCESS);
-        model.getBadpixelList(m_camera.get());
-        QCOMPARE(model.factoryLimit, deviceId == 3 ? 1001 : factoryRows);
-        // Factory rows first, in the camera's order, then the user rows.
-        const QStringList rows = rowsText(model).split(QLatin1Char(' '));
-        QCOMPARE(rows.mid(factoryRows), userRows);
-        if (deviceId == 1)
-            QCOMPARE(rows.mid(0, 5).join(QLatin1Char(' ')), smallFactory);
     }
 
     void writeAndReadBack()
