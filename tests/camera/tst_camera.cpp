@@ -79,9 +79,7 @@ void tst_Camera::openAndClose()
     QTRY_VERIFY_WITH_TIMEOUT(camera.frameCount() > 1 && camera.failedFrameCount() > 1, 20000);
     const int oldFrames = camera.frameCount();
 
-    // A second open closes the first camera before anything of the new one,
-    // and resets the counters as its last step.
-    log.names.clear();
+    log.names.clear(); // the old camera goes first; the counters reset last
     camera.open(2);
     QCOMPARE(log.names, (QStringList {"newImage(null)", "cameraClosed", "cameraOpened"}));
     QVERIFY(framesWhenOpened >= oldFrames);
@@ -103,7 +101,7 @@ void tst_Camera::openAndClose()
                            "tv_ExitCamera"}));
     QCOMPARE(QSize(camera.imageWidth(), camera.imageHeight()), QSize(80, 60));
 
-    // Closed: a second close and a late frame event change nothing.
+    // A second close and a late frame event change nothing.
     const int frames = camera.frameCount();
     camera.close();
     QVERIFY(QMetaObject::invokeMethod(&camera, "eventReceived", Q_ARG(int, TV_EVT_FRAME_READY)));
@@ -122,12 +120,11 @@ void tst_Camera::openFailures_data()
     char *text = nullptr;
     QCOMPARE(tv_GetError(0, &status, &text), TV_SUCCESS);
     const QStringList closed {"newImage(null)", "cameraClosed"};
-    const QStringList unsupported {"Unsupported camera type"};
     QTest::newRow("init") << 1 << QByteArray("tv_InitCamera") << 0
                           << QStringList {"Could not initialize camera."};
-    QTest::newRow("sensor 0x4D") << 5 << QByteArray() << 0 << unsupported;
-    QTest::newRow("sensor 0x21D") << 6 << QByteArray() << 0 << unsupported;
-    QTest::newRow("sensor 0x20B") << 7 << QByteArray() << 0 << unsupported;
+    for (int deviceId : {5, 6, 7}) // sensor types 0x4D, 0x21D, 0x20B
+        QTest::addRow("sensor %d", deviceId)
+                << deviceId << QByteArray() << 0 << QStringList {"Unsupported camera type"};
     QTest::newRow("colour mode 99")
             << 8 << QByteArray() << 0 << closed + QStringList {"Color Mode not supported."};
     QTest::newRow("third allocation") << 1 << QByteArray("tv_AllocImageMem") << 2
@@ -158,7 +155,7 @@ void tst_Camera::openFailures()
     QCOMPARE(log.names, expected);
     QVERIFY(!camera.isOpen());
 
-    // Whatever was taken went back: the camera and every buffer.
+    // The camera and every buffer taken went back.
     QCOMPARE(ApiSpy::calls("tv_ExitCamera").size(), function == "tv_InitCamera" ? 0 : 1);
     QCOMPARE(ApiSpy::calls("tv_FreeImageMem").size(),
              ApiSpy::calls("tv_AllocImageMem").size() - (function == "tv_AllocImageMem"));

@@ -86,7 +86,7 @@ void tst_CameraParameters::setters()
     QCOMPARE(log.framerate.max, 1.0 / minTime);
     QCOMPARE(log.framerate.inc, (1.0 / minTime - 1.0 / maxTime) / ((maxTime - minTime) / interval));
 
-    // The relative setters take a step count from the minimum as the value.
+    // The relative setters take a count of steps from the minimum.
     ApiSpy::reset();
     camera.setExposureRelative(1);
     QCOMPARE(arguments("tv_SetExposureTime"),
@@ -107,9 +107,7 @@ void tst_CameraParameters::setters()
                            "tv_SetExposureTime"}));
     QCOMPARE(arguments("tv_SetPixelClock"), QVector<double> {25});
 
-    // Each change signal sets its parameter again, as a widget taking over
-    // the new value does: the inner call must return at once. Values out of
-    // range are clamped.
+    // Each signal sets its parameter again, as a widget does: no echo. Out of range clamps.
     connect(&camera, &Camera::pixelclockChanged, this, [&] { camera.setPixelclock(7); });
     connect(&camera, &Camera::pixelclockChanged, this, [&] { camera.setPixelclockRelative(9); });
     connect(&camera, &Camera::framerateChanged, this, [&] { camera.setFramerate(2); });
@@ -142,8 +140,7 @@ void tst_CameraParameters::autoConfig_data()
     QTest::addColumn<QString>("blocks"); // null: no parameter file
     QTest::addColumn<QStringList>("clocks");
     QTest::addColumn<QString>("applied"); // rate, exposure, the four gains
-    // At their default clocks cameras 1 and 2 can't go down to 1 frame a
-    // second; the built-in rule halves the clock until they can.
+    // Cameras 1 and 2 reach 1 frame a second only at a halved clock.
     const QString builtIn = QStringLiteral("1 300 50 -1 -1 -1");
     QTest::newRow("no file") << 1 << QString() << QStringList {"21"} << builtIn;
     QTest::newRow("no file, two halvings") << 2 << QString() << QStringList {"43", "21"} << builtIn;

@@ -1,4 +1,3 @@
-// The compiled-in images: every name the program asks for under ":/res/".
 #include <QDir>
 #include <QImage>
 #include <QResource>
@@ -23,7 +22,6 @@ void tst_Resources::images_data()
             "writeBadpixel.png writeList.png cameraproperties.png exportList.png openList.png "
             "badpixelList.png exit.png addBadpixel.png").split(QLatin1Char(' '));
     // clang-format on
-    // These and no others.
     QCOMPARE(QDir(QStringLiteral(":/res")).entryList(QDir::Files).size(), names.size());
     QTest::addColumn<QString>("name");
     for (const QString &name : names)
@@ -35,7 +33,6 @@ void tst_Resources::images()
     QFETCH(QString, name);
     const QString path = QStringLiteral(":/res/") + name;
     QVERIFY(!QImage(path).isNull());
-    // The icon alone is stored compressed.
     QCOMPARE(QResource(path).compressionAlgorithm() != QResource::NoCompression,
              name == QLatin1String("OEM.ico"));
 }

@@ -5,13 +5,12 @@
 
 #include <QItemSelectionModel>
 #include <QScrollBar>
-#include <QSignalSpy>
 #include <QSlider>
 #include <QtTest>
 
 namespace {
 
-// A frame as the camera delivers it, 8 bits a pixel: a grey pattern, or black.
+// An 8-bit frame: a grey pattern, or black.
 QImage frame(int width, int height, int step = 0)
 {
     QImage image(width, height, QImage::Format_Indexed8);
@@ -38,8 +37,7 @@ QRect litArea(const QImage &picture, const QRect &area, QRgb channel = 0xffffff)
 void mouse(DisplayWidget *display, QPoint pos, Qt::MouseButtons buttons,
            QEvent::Type type = QEvent::MouseButtonPress, Qt::MouseButton button = Qt::LeftButton)
 {
-    QMouseEvent event(type, pos, display->viewport()->mapToGlobal(pos), button, buttons,
-                      Qt::NoModifier);
+    QMouseEvent event(type, pos, pos, button, buttons, Qt::NoModifier);
     QApplication::sendEvent(display->viewport(), &event);
 }
 
@@ -54,14 +52,13 @@ private slots:
     void displayScales_data();
     void displayScales();
     void displayMouseAndKeys();
-    void magnifierPicture();
-    void magnifierRequests();
+    void magnifier();
     void magnifierControl();
 };
 
 void tst_Display::displayMarksAndFrames()
 {
-    QTemporaryDir dir; // a text import reaches classes beyond "factory" and "user"
+    QTemporaryDir dir; // only an import reaches classes beyond "factory" and "user"
     QFile file(dir.filePath(QStringLiteral("list.txt")));
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write("20 20 0\n60 40 1\n100 60 9\n") > 0);
     file.close();
@@ -73,11 +70,8 @@ void tst_Display::displayMarksAndFrames()
     DisplayWidget display;
     display.setBadpixelModel(&model);
     display.setSelectionModel(&selection);
+    display.setHighlight(true);
     display.setImage(frame(120, 80));
-    display.setHighlight(true); // takes effect with the next redraw only
-    QVERIFY(litArea(shown(display.imageLabel), QRect(0, 0, 120, 80)).isNull());
-
-    display.redrawImage();
     const QImage picture = shown(display.imageLabel);
     const QRgb colours[] = {0xffff00, 0x00ff00, 0xff0000}; // yellow, green, red by class
     for (int i = 0; i < 3; ++i) {
@@ -95,16 +89,13 @@ void tst_Display::displayMarksAndFrames()
     display.setImage(
             QImage(reinterpret_cast<uchar *>(buffer.data()), 64, 48, 64, QImage::Format_Indexed8));
     buffer.fill(char(200));
-    display.clear(); // empties the label; the stored frame comes back with a redraw
-    QVERIFY(shown(display.imageLabel).isNull());
     display.redrawImage();
     QCOMPARE(shown(display.imageLabel).pixel(10, 40), qRgb(40, 40, 40));
 
     QSignalSpy scaleChanges(&display, &DisplayWidget::scaleChanged);
-    display.setScale(0.001); // a picture too small to make is tried once more at half
+    display.setScale(0.001); // too small to make: tried once more at half
     display.setImage(frame(64, 48));
-    QCOMPARE(scaleChanges.count(), 1);
-    QCOMPARE(scaleChanges.at(0).at(0).toDouble(), 0.0005);
+    QCOMPARE(scaleChanges, QList<QVariantList> {{0.0005}});
 }
 
 void tst_Display::displayScales_data()
@@ -112,7 +103,7 @@ void tst_Display::displayScales_data()
     QTest::addColumn<double>("scale");
     QTest::addColumn<QSize>("size");
 
-    // 101 x 61 pixels: products truncate, and keeping the aspect ratio cuts a column.
+    // 101 x 61: products truncate, the aspect ratio cuts a column.
     QTest::newRow("1:4") << 0.25 << QSize(24, 15);
     QTest::newRow("1:2") << 0.5 << QSize(49, 30);
     QTest::newRow("1:1") << 1.0 << QSize(101, 61);
@@ -133,23 +124,20 @@ void tst_Display::displayScales()
     display.setHighlight(true);
     display.setScale(scale);
     display.setImage(frame(101, 61, 7));
-    QCOMPARE(display.imageLabel->size(), size);
-    QCOMPARE(shown(display.imageLabel), // sharp blocks, dropped pixels
-             frame(101, 61, 7)
-                     .convertToFormat(QImage::Format_RGB32)
-                     .scaled(scale == 0.0 ? QSize(200, 100) : QSize(101 * scale, 61 * scale),
-                             Qt::KeepAspectRatio, Qt::FastTransformation));
+    QCOMPARE(display.imageLabel->size(), size); // sharp blocks, dropped pixels
+    QCOMPARE(shown(display.imageLabel),
+             frame(101, 61, 7).convertToFormat(QImage::Format_RGB32).scaled(size));
 
-    display.updateMagnifierPosition(QPoint(30, 20)); // red, 30 %, one image pixel wide, from 1:1
+    display.updateMagnifierPosition(QPoint(30, 20)); // red 30 %, a pixel wide, from 1:1 up
     display.redrawImage();
     const QImage picture = shown(display.imageLabel);
     const auto tint = [&picture](int x, int y) {
         return qRed(picture.pixel(x, y)) - qBlue(picture.pixel(x, y));
     };
     int tinted = 0;
+    const int s = int(scale);
     for (int i = 0; i < picture.width() * picture.height(); ++i)
         tinted += tint(i % picture.width(), i / picture.width()) != 0;
-    const int s = int(scale);
     QCOMPARE(tinted, (101 + 61 - 1) * s * s);
     QVERIFY(s < 1 || (qAbs(tint(30 * s + s - 1, 0) - 75) < 15 && tint(0, 20 * s + s - 1) > 0));
 }
@@ -168,7 +156,7 @@ void tst_Display::displayMouseAndKeys()
     QVERIFY(QTest::qWaitForWindowExposed(&display));
     display.setImage(frame(200, 150));
     QSignalSpy clicked(&display, &DisplayWidget::positionClicked);
-    // The position told, or (-1, the selected row) for a click on a listed pixel.
+    // The position told, or (-1, selected row) for a click on a listed pixel.
     const auto click = [&](double scale, QPoint pos) {
         display.setScale(scale);
         display.redrawImage();
@@ -195,7 +183,7 @@ void tst_Display::displayMouseAndKeys()
     QVERIFY(!keyPress.isAccepted()); // left to the parent, for the magnifier
 }
 
-void tst_Display::magnifierPicture()
+void tst_Display::magnifier()
 {
     Magnifier magnifier;
     magnifier.resize(200, 100); // 10 x 5 cells of 20 become 13 x 7, the focus pixel in the middle
@@ -203,12 +191,10 @@ void tst_Display::magnifierPicture()
     magnifier.setImage(image);
     QSignalSpy info(&magnifier, &Magnifier::pixelInfoChanged);
     magnifier.setPosition(QPoint(30, 20));
-    QImage picture = shown(&magnifier);
-    for (int cell = 0; cell < 13 * 7; ++cell) {
-        const int col = cell % 13, row = cell / 13;
-        const int value = (3 * (24 + col + 2 * (17 + row))) & 0xff;
-        QCOMPARE(qBlue(picture.pixel(col * 20 + 3, row * 20 + 3)), value);
-    }
+    const QImage picture = shown(&magnifier);
+    for (int cell = 0; cell < 13 * 7; ++cell)
+        QCOMPARE(qBlue(picture.pixel(cell % 13 * 20 + 3, cell / 13 * 20 + 3)),
+                 (3 * (24 + cell % 13 + 2 * (17 + cell / 13))) & 0xff);
     // A green box one pixel around the focus cell, ticks of 16 pointing at it.
     for (QPoint end : {QPoint(119, 59), QPoint(140, 80), QPoint(130, 43), QPoint(130, 96),
                        QPoint(103, 70), QPoint(156, 70), QPoint(130, 42), QPoint(157, 70)})
@@ -219,29 +205,14 @@ void tst_Display::magnifierPicture()
         const int value = (3 * (positions[i].x() + 2 * positions[i].y())) & 0xff;
         QCOMPARE(info.last(), QVariantList({QString(QLatin1Char("RGGB"[i])), value}));
     }
-    // Black beyond the frame, whatever the colour table; the value is the blue channel.
-    image.setColorTable({qRgb(255, 255, 255), qRgb(10, 20, 30)});
+    image.setColorTable({qRgb(255, 255, 255), qRgb(10, 20, 30)}); // the value is the blue
     image.fill(1);
     magnifier.setImage(image);
-    magnifier.setPosition(QPoint(0, 0));
+    magnifier.setPosition(QPoint(0, 0)); // black beyond the frame
     QCOMPARE(shown(&magnifier).pixel(5 * 20 + 3, 3 * 20 + 3), qRgb(0, 0, 0));
     QCOMPARE(info.last(), QVariantList({QStringLiteral("R"), 30}));
 
-    info.clear();
-    magnifier.resize(4, 4);
-    magnifier.setZoom(5); // 3 x 3 cells: no mark, no report
-    QCOMPARE(shown(&magnifier).size(), QSize(15, 15));
-    QImage none;
-    magnifier.setImage(none);
-    QVERIFY(shown(&magnifier).isNull());
-    QCOMPARE(info.count(), 0);
-}
-
-void tst_Display::magnifierRequests()
-{
-    Magnifier magnifier;
-    magnifier.resize(200, 100);
-    magnifier.setPosition(QPoint(0, 5)); // at the edge the request goes out all the same
+    magnifier.setPosition(QPoint(0, 5)); // requests go out at the edge all the same
     QSignalSpy changes(&magnifier, &Magnifier::changePosition);
     for (int key : {Qt::Key_Left, Qt::Key_Up, Qt::Key_Right, Qt::Key_Down, Qt::Key_PageDown}) {
         QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
@@ -250,8 +221,7 @@ void tst_Display::magnifierRequests()
     }
     for (QPoint requested : {QPoint(-1, 5), QPoint(0, 4), QPoint(1, 5), QPoint(0, 6)})
         QCOMPARE(changes.takeFirst().at(0).toPoint(), requested);
-
-    // Clicks step whole cells, an odd zoom one pixel further right and down; right clicks don't.
+    // Left clicks step whole cells, an odd zoom a pixel further right and down.
     const int clicks[][5] = {{20, 0, 0, 0, 0},    {20, 10, -10, 0, 0},  {20, 11, -11, 1, -1},
                              {21, 11, 11, 1, 1},  {21, -11, -11, 0, 0}, {21, -12, -12, -1, -1},
                              {5, 98, -48, 20, -9}};
@@ -272,26 +242,14 @@ void tst_Display::magnifierControl()
     auto *value = control.findChild<QLabel *>(QStringLiteral("valueLabel"));
     QVERIFY(slider && letter && value);
     QCOMPARE(control.toolTip(), QStringLiteral("Click to center"));
-    QStringList texts;
-    for (const QLabel *label : control.findChildren<QLabel *>())
-        texts << label->text();
-    QVERIFY(texts.contains(QStringLiteral("Bayer Color:")) && texts.contains("Value: "));
-
     control.magnifier->resize(400, 300);
     QImage image = frame(16, 16, 67); // 201 at (1, 1)
     control.magnifier->setImage(image);
     control.magnifier->setPosition(QPoint(1, 1));
     QCOMPARE(letter->text() + value->text(), QStringLiteral("B201"));
-    QImage none; // without a frame the read-out keeps its last text
-    control.magnifier->setImage(none);
-    QCOMPARE(letter->text() + value->text(), QStringLiteral("B201"));
-
-    QCOMPARE(slider->value(), 20);
-    control.magnifier->setImage(image);
     slider->setValue(37); // 400 / 37 = 10 cells, 13 drawn
     QCOMPARE(shown(control.magnifier).width(), 13 * 37);
-
-    // A notch of 120 is one step, truncated, clamped to 5 to 100; only vertical counts.
+    // A notch of 120 a step, truncated, clamped to 5 to 100; only vertical counts.
     const int turns[][3] = {{20, 120, 21},   {20, -240, 18}, {20, 60, 20}, {20, -60, 19},
                             {99, 1200, 100}, {7, -1200, 5},  {20, 0, 20}};
     for (const auto &t : turns) {
