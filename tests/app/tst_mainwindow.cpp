@@ -24,28 +24,44 @@ const char mono[] = "4103000101"; // 1280 x 1024
 const char bayer[] = "4103000102";
 const char softwareOnly[] = "4103000103";
 using Pixels = std::set<std::pair<int, int>>;
+MainWindow *win = nullptr; // the window under test
 
-QTableView *table(QMainWindow *window, bool cameras)
+template<class T>
+T *child(const char *name = nullptr)
 {
-    return qobject_cast<QTableView *>(
-            window->findChild<QDockWidget *>(cameras ? "CameraListDock" : "BadpixelListDock")
-                    ->widget());
+    return win->findChild<T *>(QLatin1String(name));
 }
 
-BadpixelListModel *listModel(QMainWindow *window)
+QAction *action(const char *text)
 {
-    return qobject_cast<BadpixelListModel *>(table(window, false)->model());
+    return findAction(win, QLatin1String(text));
+}
+
+QTableView *table(bool cameras)
+{
+    return qobject_cast<QTableView *>(
+            child<QDockWidget>(cameras ? "CameraListDock" : "BadpixelListDock")->widget());
+}
+
+BadpixelListModel *listModel()
+{
+    return qobject_cast<BadpixelListModel *>(table(false)->model());
 }
 
 // The status fields, one a line: x, y, user, factory, frames, failed, fps.
-QString status(QMainWindow *window)
+QString status()
 {
-    return labelTexts(window->statusBar());
+    return labelTexts(win->statusBar());
 }
 
-int rowOf(QMainWindow *window, const char *serial)
+QString message()
 {
-    const QAbstractItemModel *model = table(window, true)->model();
+    return win->statusBar()->currentMessage();
+}
+
+int rowOf(const char *serial)
+{
+    const QAbstractItemModel *model = table(true)->model();
     for (int row = 0; row < model->rowCount(); ++row) {
         if (model->index(row, 3).data().toString() == QLatin1String(serial))
             return row;
@@ -53,32 +69,32 @@ int rowOf(QMainWindow *window, const char *serial)
     return -1;
 }
 
-QString statusOf(QMainWindow *window, const char *serial)
+QString statusOf(const char *serial)
 {
-    return table(window, true)->model()->index(rowOf(window, serial), 4).data().toString();
+    return table(true)->model()->index(rowOf(serial), 4).data().toString();
 }
 
-Pixels userPixels(QMainWindow *window)
+Pixels userPixels()
 {
     Pixels result;
-    for (const BadpixelEntry &entry : listModel(window)->pixels()) {
+    for (const BadpixelEntry &entry : listModel()->pixels()) {
         if (entry.pixelClass == 1)
             result.insert({entry.x, entry.y});
     }
     return result;
 }
 
-// Hands in a frame of count bytes of 200 and the rest value; null if count < 0.
-void feed(QMainWindow *window, int count, int value = 20)
+// Hands in a frame of count bytes of 200 and the rest 20; a null one if count < 0.
+void feed(int count)
 {
     QImage image;
     if (count >= 0) {
         image = QImage(200, 100, QImage::Format_Indexed8);
         image.setColorCount(256);
-        image.fill(value);
+        image.fill(20);
         std::fill_n(image.bits(), count, uchar(200));
     }
-    QMetaObject::invokeMethod(window, "newImage", Qt::DirectConnection, Q_ARG(QImage &, image));
+    QMetaObject::invokeMethod(win, "newImage", Qt::DirectConnection, Q_ARG(QImage &, image));
 }
 
 } // namespace
@@ -90,23 +106,18 @@ class tst_MainWindow : public QObject
 private slots:
     void initTestCase() { QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs); }
     void cleanup();
-    void firstStartAndSettings();
-    void contextMenus_data();
-    void contextMenus();
-    void zoom_data();
-    void zoom();
-    void sessionAndEnablingRules();
-    void focusPixelAndParameterRows();
+    void firstStartSettingsAndZoom();
+    void sessionRulesFocusAndParameters();
     void detectWriteAndReadBack_data();
     void detectWriteAndReadBack();
     void brightFrames_data();
     void brightFrames();
     void detectorFailure();
     void listCommandsOnCamera();
-    void textFilesAndHelp();
+    void textFilesMenusAndHelp();
 
 private:
-    MainWindow *start(bool cameras = true, bool show = true);
+    bool start(bool cameras = true, bool show = true);
     bool openCamera(const char *serial);
     DetectionDialogue *startRun(bool clear);
 
@@ -115,16 +126,17 @@ private:
     std::unique_ptr<MainWindow> m_window;
 };
 
-MainWindow *tst_MainWindow::start(bool cameras, bool show)
+bool tst_MainWindow::start(bool cameras, bool show)
 {
     m_settings = std::make_unique<SettingsSandbox>();
     m_sim = std::make_unique<SimEnvironment>();
     for (const char *serial : {mono, bayer, softwareOnly})
         tvsim_plug(serial, cameras ? 1 : 0);
     m_window = std::make_unique<MainWindow>();
+    win = m_window.get();
     if (show)
-        m_window->show();
-    return !show || QTest::qWaitForWindowExposed(m_window.get()) ? m_window.get() : nullptr;
+        win->show();
+    return !show || QTest::qWaitForWindowExposed(win);
 }
 
 void tst_MainWindow::cleanup()
@@ -137,169 +149,99 @@ void tst_MainWindow::cleanup()
 
 bool tst_MainWindow::openCamera(const char *serial)
 {
-    MainWindow *window = m_window.get();
-    if (!QTest::qWaitFor([&] { return rowOf(window, serial) >= 0; }, 10000))
+    if (!QTest::qWaitFor([&] { return rowOf(serial) >= 0; }, 10000))
         return false;
-    table(window, true)->selectRow(rowOf(window, serial));
-    findAction(window, "&Open camera")->trigger();
-    const QLabel *image = window->findChild<DisplayWidget *>()->imageLabel;
-    return statusOf(window, serial) == QLatin1String("opened") // at once, before a poll
+    table(true)->selectRow(rowOf(serial));
+    action("&Open camera")->trigger();
+    const QLabel *image = child<DisplayWidget>()->imageLabel;
+    return statusOf(serial) == QLatin1String("opened") // at once, before a poll
             && QTest::qWaitFor([&] { return !image->pixmap(Qt::ReturnByValue).isNull(); }, 20000);
 }
 
 DetectionDialogue *tst_MainWindow::startRun(bool clear)
 {
-    QMetaObject::invokeMethod(m_window.get(), "openDetectDialog");
-    DetectionDialogue *dialogue = m_window->findChildren<DetectionDialogue *>().last();
+    QMetaObject::invokeMethod(win, "openDetectDialog");
+    DetectionDialogue *dialogue = win->findChildren<DetectionDialogue *>().last();
     dialogue->findChild<QCheckBox *>()->setChecked(clear);
     dialogue->findChild<QDialogButtonBox *>()->button(QDialogButtonBox::Ok)->click();
     return dialogue;
 }
 
-void tst_MainWindow::firstStartAndSettings()
+void tst_MainWindow::firstStartSettingsAndZoom()
 {
-    MainWindow *window = start(false, false);
-    QCOMPARE(window->windowTitle(), QStringLiteral("Tavo Speckmend"));
-    QCOMPARE(window->size(), QSize(800, 600));
-    window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(window));
-    QVERIFY(!window->findChild<ParameterBlockWidget *>()->isEnabled());
-    // No rule has run yet: Save and Load stand enabled.
-    const QList<QAction *> menus = window->menuBar()->actions();
-    QCOMPARE(describeActions(menus.at(0)->menu()->actions()),
-             QStringList({"&Open camera~", "&Close camera~", "-", "&Save hot pixel list",
-                          "&Load hot pixel list", "-", "&Export hot pixel list",
-                          "&Import hot pixel list", "-", "E&xit"}));
-    const QList<QAction *> tools = window->findChild<QToolBar *>()->actions();
-    QCOMPARE(describeActions(tools),
+    QVERIFY(start(false, false));
+    QCOMPARE(win->windowTitle(), QStringLiteral("Tavo Speckmend"));
+    QCOMPARE(win->size(), QSize(800, 600));
+    win->show();
+    QVERIFY(QTest::qWaitForWindowExposed(win));
+    QCOMPARE(describeActions(child<QToolBar>()->actions()),
              QStringList({"&Open camera~", "&Close camera~", "-", "Hot pixel correction~[ ]",
                           "Detec&t hot pixel~", "&Write hot pixel~", "&Add hot pixel~ Ctrl+A",
                           "&Delete hot pixel~ Del", "-", "&Highlight[x]", "1:1~"}));
-    QCOMPARE(describeActions(tools.last()->menu()->actions()),
-             QStringList({"1:4[ ]", "1:2[ ]", "1:1[x]", "2:1[ ]", "4:1[ ]", "To fit~[ ](hidden)"}));
 
-    // Stored on destruction and restored, the camera list in front again.
-    window->resize(1000, 700);
-    window->addDockWidget(Qt::RightDockWidgetArea,
-                          window->findChild<QDockWidget *>("CameraSliderDock"));
-    window->findChild<QDockWidget *>("BadpixelListDock")->raise();
-    window->findChild<QDockWidget *>("MagnifierDock")->hide();
-    QTRY_COMPARE(window->size(), QSize(1000, 700));
+    // Stored on destruction and restored.
+    win->resize(1000, 700);
+    win->addDockWidget(Qt::RightDockWidgetArea, child<QDockWidget>("CameraSliderDock"));
+    QTRY_COMPARE(win->size(), QSize(1000, 700));
     m_window.reset();
     QCOMPARE(QSettings(QStringLiteral("Brevant"), QStringLiteral("Tavo")).allKeys(),
              QStringList({"Speckmend/mainWindow/geometry", "Speckmend/mainWindow/state"}));
     m_window = std::make_unique<MainWindow>();
-    window = m_window.get();
-    QCOMPARE(window->size(), QSize(1000, 700));
-    window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(window));
-    QCOMPARE(window->dockWidgetArea(window->findChild<QDockWidget *>("CameraSliderDock")),
-             Qt::RightDockWidgetArea);
-    QVERIFY(!window->findChild<QDockWidget *>("MagnifierDock")->isVisible());
-    QVERIFY(!table(window, true)->visibleRegion().isEmpty());
-    QVERIFY(table(window, false)->visibleRegion().isEmpty());
+    win = m_window.get();
+    QCOMPARE(win->size(), QSize(1000, 700));
+    win->show();
+    QVERIFY(QTest::qWaitForWindowExposed(win));
+    QCOMPARE(win->dockWidgetArea(child<QDockWidget>("CameraSliderDock")), Qt::RightDockWidgetArea);
 
     QEvent change(QEvent::LanguageChange);
-    QApplication::sendEvent(window, &change);
-    QCOMPARE(window->windowTitle(), QStringLiteral("Speckmend"));
-}
+    QApplication::sendEvent(win, &change);
+    QCOMPARE(win->windowTitle(), QStringLiteral("Speckmend"));
 
-void tst_MainWindow::contextMenus_data()
-{
-    QTest::addColumn<int>("selectedClass"); // 0: an empty list
-    QTest::addColumn<QStringList>("entries");
-
-    const QString add = QStringLiteral("&Add hot pixel~ Ctrl+A");
-    QTest::newRow("empty list") << 0 << QStringList(add);
-    QTest::newRow("selected user row")
-            << 1 << QStringList({add, "&Delete hot pixel Del", "Clear user hot pixel"});
-    QTest::newRow("selected factory row")
-            << 2 << QStringList({add, "&Delete hot pixel~ Del", "Clear user hot pixel"});
-}
-
-void tst_MainWindow::contextMenus()
-{
-    QFETCH(int, selectedClass);
-    QFETCH(QStringList, entries);
-
-    MainWindow *window = start(false);
-    if (selectedClass) {
-        listModel(window)->addPixel(QPoint(5, 5));
-        listModel(window)->setData(listModel(window)->index(0, 2),
-                                   selectedClass == 1 ? "user" : "factory");
-        table(window, false)->selectRow(0);
+    QAction *zoom = child<QToolBar>()->actions().last();
+    auto shown = [&] { // the zoom shown, the message, the checked steps
+        QString result = zoom->text() + message();
+        for (QAction *act : zoom->menu()->actions())
+            result += act->isChecked() ? " " + act->text() : QString();
+        return result;
+    };
+    for (QAction *act : zoom->menu()->actions().mid(0, 5)) {
+        act->trigger(); // reaches the window through the menu's triggered
+        QCOMPARE(shown(), act->text() + " " + act->text());
     }
-    QStringList shown;
-    answerWhenShown<QMenu>([&](QMenu *menu) {
-        shown = describeActions(menu->actions());
-        menu->close();
-    });
-    emit table(window, false)->customContextMenuRequested(QPoint(3, 3));
-    QCOMPARE(shown, entries);
-}
-
-void tst_MainWindow::zoom_data()
-{
-    QTest::addColumn<QString>("step");
-    QTest::addColumn<double>("displayScale"); // < 0: none
-    QTest::addColumn<QString>("shown");
-    QTest::addColumn<QString>("message");
-
-    for (const char *step : {"1:4", "1:2", "2:1", "4:1", "1:1"})
-        QTest::newRow(step) << QString::fromLatin1(step) << -1.0 << step << QString();
+    // A display that must shrink the image halves the zoom, down to 1:1.
+    emit child<DisplayWidget>()->scaleChanged(0.5);
+    QCOMPARE(shown(), QStringLiteral("4:1 4:1"));
     const QString resized = QStringLiteral("The image is too big and will be resized");
-    QTest::newRow("halved to 2:1") << "4:1" << 2.0 << "2:1" << resized;
-    QTest::newRow("halved to 1:1") << "4:1" << 1.0 << "1:1" << resized;
-    QTest::newRow("below 1:1") << "4:1" << 0.5 << "4:1" << QString();
+    emit child<DisplayWidget>()->scaleChanged(2.0);
+    QCOMPARE(shown(), "2:1" + resized + " 2:1");
+    zoom->menu()->actions().at(4)->trigger();
+    emit child<DisplayWidget>()->scaleChanged(1.0);
+    QCOMPARE(shown(), "1:1" + resized + " 1:1");
 }
 
-void tst_MainWindow::zoom()
+void tst_MainWindow::sessionRulesFocusAndParameters()
 {
-    QFETCH(QString, step);
-    QFETCH(double, displayScale);
-    QFETCH(QString, shown);
-    QFETCH(QString, message);
-
-    MainWindow *window = start(false);
-    QAction *zoom = window->findChild<QToolBar *>()->actions().last();
-    for (QAction *act : zoom->menu()->actions()) {
-        if (act->text() == step)
-            act->trigger(); // reaches the window through the menu's triggered
-    }
-    QCOMPARE(zoom->text(), step);
-    if (displayScale >= 0)
-        emit window->findChild<DisplayWidget *>()->scaleChanged(displayScale);
-    QCOMPARE(zoom->text(), shown);
-    QCOMPARE(window->statusBar()->currentMessage(), message);
-    for (QAction *act : zoom->menu()->actions())
-        QCOMPARE(act->isChecked(), act->text() == shown);
-}
-
-void tst_MainWindow::sessionAndEnablingRules()
-{
-    MainWindow *window = start();
-    QAction *close = findAction(window, "&Close camera");
-    auto *display = window->findChild<DisplayWidget *>();
-    auto *magnifier = window->findChild<Magnifier *>();
-    auto frames = [&] { return status(window).section('\n', 4, 4).mid(8).toInt(); };
+    QVERIFY(start());
+    QAction *close = action("&Close camera");
+    auto *display = child<DisplayWidget>();
+    auto *magnifier = child<Magnifier>();
+    QTableView *cameras = table(true);
+    auto frames = [&] { return status().section('\n', 4, 4).mid(8).toInt(); };
     // The first poll selects row 0, and the rule enables Open.
-    QTRY_COMPARE_WITH_TIMEOUT(table(window, true)->model()->rowCount(), 3, 10000);
-    QTRY_COMPARE(table(window, true)->selectionModel()->selectedRows().value(0).row(), 0);
-    QVERIFY(findAction(window, "&Open camera")->isEnabled() && !close->isEnabled());
+    QTRY_COMPARE_WITH_TIMEOUT(cameras->model()->rowCount(), 3, 10000);
+    QTRY_COMPARE(cameras->selectionModel()->selectedRows().value(0).row(), 0);
+    QVERIFY(action("&Open camera")->isEnabled() && !close->isEnabled());
 
     // A failed open: the library's text in the status bar, then the box.
     QString seen;
     answerWhenShown<QMessageBox>([&](QMessageBox *box) {
-        seen = box->windowTitle() + " | " + window->statusBar()->currentMessage();
+        seen = box->windowTitle() + " | " + message();
         box->accept();
     });
-    table(window, true)->selectRow(rowOf(window, mono));
+    cameras->selectRow(rowOf(mono));
     tvsim_inject("tv_InitCamera", 1, 1);
-    findAction(window, "&Open camera")->trigger();
+    action("&Open camera")->trigger();
     QCOMPARE(seen, QStringLiteral("Please note! | Could not initialize camera."));
-    QVERIFY(!display->imageLabel->isVisible()
-            && !findAction(window, "&Write hot pixel")->isEnabled());
-    QCOMPARE(status(window), QStringLiteral("x: -1\ny: -1\n\n\n\n\n"));
 
     QVERIFY(openCamera(mono));
     QVERIFY(display->imageLabel->isVisible() && close->isEnabled());
@@ -307,107 +249,62 @@ void tst_MainWindow::sessionAndEnablingRules()
     QTRY_VERIFY_WITH_TIMEOUT(frames() > 0, 10000); // a tick of the 1500 ms timer
     const QRegularExpression fields(QStringLiteral("^x: 0\ny: 0\nU: 0\nF: %1\nFrames: \\d+\n"
                                                    "Failed: \\d+\nFPS: \\d+\\.\\d\\d$")
-                                            .arg(listModel(window)->rowCount()));
-    QVERIFY2(fields.match(status(window)).hasMatch(), qPrintable(status(window)));
+                                            .arg(listModel()->rowCount()));
+    QVERIFY2(fields.match(status()).hasMatch(), qPrintable(status()));
 
-    QAction *zoom = window->findChild<QToolBar *>()->actions().last();
-    QWidget *properties = window->findChild<ParameterBlockWidget *>();
+    QAction *zoom = child<QToolBar>()->actions().last();
     auto enabled = [&] { // parameter rows, zoom, the commands of an open camera, Open
-        QString result
-                = QString::number(properties->isEnabled()) + QString::number(zoom->isEnabled());
+        QString result = QString::number(child<ParameterBlockWidget>()->isEnabled())
+                + QString::number(zoom->isEnabled());
         for (const char *text : {"&Close camera", "&Save hot pixel list", "&Load hot pixel list",
                                  "Hot pixel correction", "Detec&t hot pixel", "&Add hot pixel",
                                  "&Write hot pixel", "&Open camera"})
-            result += QString::number(findAction(window, text)->isEnabled());
+            result += QString::number(action(text)->isEnabled());
         return result;
     };
-    QTableView *cameras = table(window, true);
     QTRY_COMPARE(enabled(), QStringLiteral("1111111110")); // its row reads in use
     // Another camera's row: that one can be opened, and Close does nothing.
-    cameras->selectRow(rowOf(window, bayer));
+    cameras->selectRow(rowOf(bayer));
     QCOMPARE(enabled(), QStringLiteral("1000000001"));
-    QMetaObject::invokeMethod(window, "closeCamera");
-    cameras->selectRow(rowOf(window, mono));
+    QMetaObject::invokeMethod(win, "closeCamera");
+    cameras->selectRow(rowOf(mono));
     QCOMPARE(enabled(), QStringLiteral("1111111110"));
-    // No selection: all off, until the next poll selects a row again.
-    cameras->selectionModel()->clearSelection();
-    QCOMPARE(enabled(), QStringLiteral("1000000000"));
-    QTRY_COMPARE_WITH_TIMEOUT(cameras->selectionModel()->selectedRows().size(), 1, 5000);
 
     // A camera held by another process can't be opened until it is released.
     SimHold holder(QString::fromLatin1(softwareOnly));
     QVERIFY2(holder.isHolding(), qPrintable(holder.errors()));
-    QTRY_COMPARE_WITH_TIMEOUT(statusOf(window, softwareOnly), QStringLiteral("in use"), 10000);
-    cameras->selectRow(rowOf(window, softwareOnly));
+    QTRY_COMPARE_WITH_TIMEOUT(statusOf(softwareOnly), QStringLiteral("in use"), 10000);
+    cameras->selectRow(rowOf(softwareOnly));
     QCOMPARE(enabled(), QStringLiteral("1000000000"));
-    emit cameras->doubleClicked(cameras->model()->index(rowOf(window, softwareOnly), 2));
-    QVERIFY(window->statusBar()->currentMessage().isEmpty());
     holder.stop();
     QTRY_COMPARE_WITH_TIMEOUT(enabled(), QStringLiteral("1000000001"), 10000);
 
-    // Unplugged, the image hides; the session with its list and counters stays.
-    QCOMPARE(tvsim_plug(mono, 0), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(!display->imageLabel->isVisible(), 10000);
-    const int before = frames();
-    QMetaObject::invokeMethod(window, "updateStatus");
-    QVERIFY2(fields.match(status(window)).hasMatch() && frames() >= before,
-             qPrintable(status(window)));
-    QCOMPARE(tvsim_plug(mono, 1), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(display->imageLabel->isVisible(), 10000);
-    QTRY_COMPARE_WITH_TIMEOUT(statusOf(window, mono), QStringLiteral("opened"), 10000);
-    display->clear();
-    QTRY_VERIFY_WITH_TIMEOUT(!display->imageLabel->pixmap(Qt::ReturnByValue).isNull(), 10000);
-
-    table(window, true)->selectRow(rowOf(window, mono));
-    close->trigger();
-    QVERIFY(status(window).endsWith(QLatin1String("\nFrames: 0\nFailed: 0\nFPS: 0")));
-    for (QTimer *timer : window->findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly))
-        QVERIFY(!timer->isActive() || timer->interval() != 1500); // the status timer stopped
-    QVERIFY(!display->imageLabel->isVisible() && magnifier->pixmap(Qt::ReturnByValue).isNull());
-    QCOMPARE(listModel(window)->rowCount(), 0);
-    QTRY_COMPARE(statusOf(window, mono), QStringLiteral("free"));
-}
-
-void tst_MainWindow::focusPixelAndParameterRows()
-{
-    MainWindow *window = start();
-    QVERIFY(openCamera(mono));
-    auto *display = window->findChild<DisplayWidget *>();
-    QTableView *view = table(window, false);
-    QAction *deleteAction = findAction(window, "&Delete hot pixel");
-    QSignalSpy sent(window, SIGNAL(magnifierPositionChanged(QPoint)));
+    // The focus pixel: clicks, arrow keys, the magnifier, clamped to the sensor.
+    QTableView *view = table(false);
+    QSignalSpy sent(win, SIGNAL(magnifierPositionChanged(QPoint)));
     auto focus = [&] { // the status fields, if the views were sent the same
-        const QStringList fields = status(window).split('\n');
+        const QStringList fields = status().split('\n');
         const QPoint shown(fields.value(0).mid(3).toInt(), fields.value(1).mid(3).toInt());
         return sent.isEmpty() || sent.last().at(0).toPoint() != shown ? QPoint(-9, -9) : shown;
     };
     emit display->positionClicked(QPoint(100, 50));
     QCOMPARE(focus(), QPoint(100, 50));
-    QTest::keyClick(window, Qt::Key_Right);
-    QTest::keyClick(window, Qt::Key_Down);
+    QTest::keyClick(win, Qt::Key_Right);
+    QTest::keyClick(win, Qt::Key_Down);
     QCOMPARE(focus(), QPoint(101, 51));
-    QTest::mouseClick(window->findChild<Magnifier *>(), Qt::LeftButton, {}, QPoint(2, 2));
+    QTest::mouseClick(child<Magnifier>(), Qt::LeftButton, {}, QPoint(2, 2));
     QVERIFY(focus() != QPoint(101, 51) && focus() != QPoint(-9, -9));
     emit display->positionClicked(QPoint(5000, -7));
     QCOMPARE(focus(), QPoint(1279, 0));
     emit display->positionClicked(QPoint(-1, 4000));
     QCOMPARE(focus(), QPoint(0, 1023));
 
-    // Table rows move the focus; Delete follows the selected row's class.
+    // A table row moves the focus to its pixel.
     view->selectRow(0);
-    QCOMPARE(focus(),
-             QPoint(view->model()->index(0, 0).data().toInt(),
-                    view->model()->index(0, 1).data().toInt()));
-    QVERIFY(!deleteAction->isEnabled());
-    emit display->positionClicked(QPoint(640, 512));
-    findAction(window, "&Add hot pixel")->trigger();
-    const QModelIndex added = view->selectionModel()->selectedRows(2).value(0);
-    QCOMPARE(added.data().toString(), QStringLiteral("user"));
-    QVERIFY(deleteAction->isEnabled());
-    QVERIFY(listModel(window)->setData(added, QStringLiteral("factory")));
-    QVERIFY(!deleteAction->isEnabled());
+    const QAbstractItemModel *model = view->model();
+    QCOMPARE(focus(), QPoint(model->index(0, 0).data().toInt(), model->index(0, 1).data().toInt()));
 
-    auto *block = window->findChild<ParameterBlockWidget *>();
+    auto *block = child<ParameterBlockWidget>();
     QSlider *slider = block->exposure->slider;
     QDoubleSpinBox *box = block->exposure->spinBox;
     QTRY_VERIFY_WITH_TIMEOUT(slider->maximum() > 10, 10000);
@@ -424,22 +321,39 @@ void tst_MainWindow::focusPixelAndParameterRows()
     QCOMPARE(values.count(), 1);
     QCOMPARE(values.first().at(0).toDouble(), chosen);
 
-    // A typed number goes out snapped down to the slider's grid, computed as
-    // the row does: rounded to two decimals, ratio truncated, rounded again.
-    const double low = box->minimum();
-    const double high = box->maximum();
+    // A typed number goes out snapped down to the slider's grid: rounded to
+    // two decimals, ratio truncated, rounded again.
+    const double low = box->minimum(), span = box->maximum() - low;
     const int steps = slider->maximum();
-    const double typed = low + (high - low) * 0.37 + (high - low) / steps * 0.4;
-    const double ratio = (QString::number(typed, 'f', 2).toDouble() - low) / (high - low);
-    const double snapped = (high - low) * (double(int(ratio * steps)) / steps) + low;
+    const double typed = low + span * 0.37 + span / steps * 0.4;
+    const int step = int((QString::number(typed, 'f', 2).toDouble() - low) / span * steps);
     values.clear();
     box->setValue(typed);
+    const double snapped = span * (double(step) / steps) + low;
     QCOMPARE(values.value(0).value(0).toDouble(), QString::number(snapped, 'f', 2).toDouble());
 
     // A camera change comes back: a higher rate cuts the longest exposure.
     block->framerate->spinBox->setValue(10.0);
     QVERIFY(qAbs(block->framerate->spinBox->value() - 10.0) < 0.5);
     QVERIFY(box->maximum() <= 101.0);
+
+    // Unplugged, the image hides; plugged again, it comes back.
+    QCOMPARE(tvsim_plug(mono, 0), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(!display->imageLabel->isVisible(), 10000);
+    QCOMPARE(tvsim_plug(mono, 1), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(display->imageLabel->isVisible(), 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(statusOf(mono), QStringLiteral("opened"), 10000);
+    display->clear();
+    QTRY_VERIFY_WITH_TIMEOUT(!display->imageLabel->pixmap(Qt::ReturnByValue).isNull(), 10000);
+
+    cameras->selectRow(rowOf(mono));
+    close->trigger();
+    QVERIFY(status().endsWith(QLatin1String("\nFrames: 0\nFailed: 0\nFPS: 0")));
+    for (QTimer *timer : win->findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly))
+        QVERIFY(!timer->isActive() || timer->interval() != 1500); // the status timer stopped
+    QVERIFY(!display->imageLabel->isVisible() && magnifier->pixmap(Qt::ReturnByValue).isNull());
+    QCOMPARE(listModel()->rowCount(), 0);
+    QTRY_COMPARE(statusOf(mono), QStringLiteral("free"));
 }
 
 void tst_MainWindow::detectWriteAndReadBack_data()
@@ -452,10 +366,9 @@ void tst_MainWindow::detectWriteAndReadBack_data()
 void tst_MainWindow::detectWriteAndReadBack()
 {
     QFETCH(QByteArray, serial);
-    MainWindow *window = start();
-    auto *block = window->findChild<ParameterBlockWidget *>();
+    QVERIFY(start());
     // Three frames a second keep the exposure of 300 ms and shorten the runs.
-    auto speedUp = [&] { block->framerate->spinBox->setValue(3.0); };
+    auto speedUp = [] { child<ParameterBlockWidget>()->framerate->spinBox->setValue(3.0); };
     QCOMPARE(tvsim_cover(serial.constData(), 1), 0);
     QVERIFY(openCamera(serial.constData()));
     speedUp();
@@ -463,29 +376,29 @@ void tst_MainWindow::detectWriteAndReadBack()
     DetectionDialogue *dialogue = startRun(false);
     QTRY_VERIFY_WITH_TIMEOUT(!labelTexts(dialogue).contains("Please Wait..."), 30000);
     QCOMPARE(dialogue->findChild<QProgressBar *>()->value(), 100);
-    const Pixels detected = userPixels(window);
+    const Pixels detected = userPixels();
     QVERIFY(!detected.empty());
     QVERIFY(labelTexts(dialogue).split('\n').contains(
             QStringLiteral("Hot pixel detected: %1").arg(detected.size())));
 
     // Written into the camera, the user pixels come back after reopening.
     answerMessageBox(QMessageBox::Yes);
-    findAction(window, "&Write hot pixel")->trigger();
-    findAction(window, "&Close camera")->trigger();
+    action("&Write hot pixel")->trigger();
+    action("&Close camera")->trigger();
     QVERIFY(openCamera(serial.constData()));
-    QCOMPARE(userPixels(window), detected);
+    QCOMPARE(userPixels(), detected);
 
     // With correction on, a written pixel reads like its neighbours.
     speedUp();
     const QPoint pixel(detected.begin()->first, detected.begin()->second);
     auto valueAt = [&] {
-        QSignalSpy info(window->findChild<Magnifier *>(), &Magnifier::pixelInfoChanged);
-        emit window->findChild<DisplayWidget *>()->positionClicked(pixel);
+        QSignalSpy info(child<Magnifier>(), &Magnifier::pixelInfoChanged);
+        emit child<DisplayWidget>()->positionClicked(pixel);
         info.clear(); // the value of a fresh frame
         return info.wait(10000) && info.wait(10000) ? info.last().at(1).toInt() : -1;
     };
     QVERIFY(valueAt() > TVSIM_BLACK_LEVEL + 40);
-    findAction(window, "Hot pixel correction")->trigger();
+    action("Hot pixel correction")->trigger();
     QTRY_VERIFY_WITH_TIMEOUT(valueAt() < TVSIM_BLACK_LEVEL + 10, 20000);
 }
 
@@ -502,59 +415,57 @@ void tst_MainWindow::brightFrames()
 {
     QFETCH(int, brightBytes);
     QFETCH(bool, clear);
-    MainWindow *window = start(false);
-    listModel(window)->addPixel(QPoint(3, 3));
+    QVERIFY(start(false));
+    listModel()->addPixel(QPoint(3, 3));
     const Pixels kept = clear ? Pixels() : Pixels {{3, 3}};
     auto *progress = startRun(clear)->findChild<QProgressBar *>();
-    QCOMPARE(userPixels(window), kept); // cleared at Start, before any frame
+    QCOMPARE(userPixels(), kept); // cleared at Start, before any frame
     QString seen;
     answerWhenShown<QMessageBox>([&](QMessageBox *box) {
         seen = box->windowTitle() + QString::number(progress->value());
         box->accept();
     });
-    feed(window, brightBytes);
+    feed(brightBytes);
     if (brightBytes == 5000) // passed; end the run, as the progress counter outlives the window
-        feed(window, 6000);
+        feed(6000);
     QCOMPARE(seen, QStringLiteral("Detection failed%1").arg(brightBytes == 5000 ? 20 : 10));
     QCOMPARE(progress->value(), 0);
-    QCOMPARE(userPixels(window), kept);
-    feed(window, 0); // idle again: not collected
-    QCOMPARE(progress->value(), 0);
+    QCOMPARE(userPixels(), kept);
 }
 
 void tst_MainWindow::detectorFailure()
 {
-    MainWindow *window = start(false);
+    QVERIFY(start(false));
     DetectionDialogue *dialogue = startRun(false);
-    feed(window, -1); // a lost camera's null image is collected as a frame
+    feed(-1); // a lost camera's null image is collected as a frame
     for (int i = 0; i < 9; ++i)
-        feed(window, 0);
+        feed(0);
     QCOMPARE(dialogue->findChild<QProgressBar *>()->value(), 100);
-    feed(window, 0); // hands the ten over; the detector refuses them
-    const QString shown = window->statusBar()->currentMessage();
-    QVERIFY(!shown.isEmpty());
-    QVERIFY(labelTexts(dialogue).contains(shown + QStringLiteral(" Please restart detection.")));
-    QCOMPARE(listModel(window)->rowCount(), 0);
+    feed(0); // hands the ten over; the detector refuses them
+    QVERIFY(!message().isEmpty());
+    QVERIFY(labelTexts(dialogue).contains(message()
+                                          + QStringLiteral(" Please restart detection.")));
+    QCOMPARE(listModel()->rowCount(), 0);
 }
 
 void tst_MainWindow::listCommandsOnCamera()
 {
-    MainWindow *window = start();
+    QVERIFY(start());
     QVERIFY(openCamera(mono));
-    BadpixelListModel *model = listModel(window);
+    BadpixelListModel *model = listModel();
     const int factoryRows = model->rowCount();
-    QVERIFY(factoryRows > 0 && userPixels(window).empty());
+    QVERIFY(factoryRows > 0 && userPixels().empty());
 
     // Ctrl+A twice adds one row, Del removes it; a factory row stays.
-    auto *display = window->findChild<DisplayWidget *>();
+    auto *display = child<DisplayWidget>();
     display->setFocus(); // the keys go to the image, as after a click into it
     emit display->positionClicked(QPoint(300, 200));
-    QTest::keySequence(window, QKeySequence(Qt::CTRL + Qt::Key_A));
-    QTest::keySequence(window, QKeySequence(Qt::CTRL + Qt::Key_A));
-    QCOMPARE(userPixels(window), (Pixels {{300, 200}}));
-    QTest::keyClick(window, Qt::Key_Delete);
-    table(window, false)->selectRow(0);
-    QMetaObject::invokeMethod(window, "deleteBadpixel");
+    QTest::keySequence(win, QKeySequence(Qt::CTRL + Qt::Key_A));
+    QTest::keySequence(win, QKeySequence(Qt::CTRL + Qt::Key_A));
+    QCOMPARE(userPixels(), (Pixels {{300, 200}}));
+    QTest::keyClick(win, Qt::Key_Delete);
+    table(false)->selectRow(0);
+    QMetaObject::invokeMethod(win, "deleteBadpixel");
     QCOMPARE(model->rowCount(), factoryRows);
 
     // Binary files through the real dialogs; Clear takes the user rows only.
@@ -562,26 +473,26 @@ void tst_MainWindow::listCommandsOnCamera()
     const QString path = m_sim->root() + QStringLiteral("/list.bin");
     QString seen;
     answerFileDialog(path, &seen);
-    findAction(window, "&Save hot pixel list")->trigger();
+    action("&Save hot pixel list")->trigger();
     QCOMPARE(seen, QStringLiteral("Save hot pixel list Binary files (*.bin)"));
-    findAction(window, "Clear user hot pixel")->trigger();
+    action("Clear user hot pixel")->trigger();
     QCOMPARE(model->rowCount(), factoryRows);
     answerFileDialog(path, &seen);
-    findAction(window, "&Load hot pixel list")->trigger();
+    action("&Load hot pixel list")->trigger();
     QCOMPARE(seen, QStringLiteral("Open hot pixel list Binary files (*.bin)"));
-    QCOMPARE(userPixels(window), (Pixels {{21, 22}}));
+    QCOMPARE(userPixels(), (Pixels {{21, 22}}));
 
     // Write: No writes nothing; a library failure keeps the list.
-    QAction *write = findAction(window, "&Write hot pixel");
+    QAction *write = action("&Write hot pixel");
     answerWhenShown<QMessageBox>([&](QMessageBox *box) {
         seen = box->informativeText();
         box->button(QMessageBox::No)->click();
     });
     write->trigger();
     QCOMPARE(seen, QStringLiteral("Do you want to continue?"));
-    findAction(window, "&Close camera")->trigger();
+    action("&Close camera")->trigger();
     QVERIFY(openCamera(mono));
-    QVERIFY(userPixels(window).empty());
+    QVERIFY(userPixels().empty());
     model->addPixel(QPoint(50, 60));
     answerWhenShown<QMessageBox>([&](QMessageBox *box) {
         tvsim_inject("tv_HotPixel", 1, 0); // after the capability test
@@ -590,9 +501,9 @@ void tst_MainWindow::listCommandsOnCamera()
     });
     write->trigger();
     tvsim_inject("tv_HotPixel", 0, 0);
-    QVERIFY(!window->statusBar()->currentMessage().isEmpty());
-    QCOMPARE(seen, "Write failed | " + window->statusBar()->currentMessage());
-    QCOMPARE(userPixels(window), (Pixels {{50, 60}}));
+    QVERIFY(!message().isEmpty());
+    QCOMPARE(seen, "Write failed | " + message());
+    QCOMPARE(userPixels(), (Pixels {{50, 60}}));
     // The software-only camera: a warning after a good open, Write off until
     // the rule runs again, then "Not supported!".
     answerMessageBox(QMessageBox::Ok, &seen);
@@ -601,7 +512,7 @@ void tst_MainWindow::listCommandsOnCamera()
              QStringLiteral("Please note! | This camera only supports software correction "
                             "and therefore can't save inside the camera memory."));
     QVERIFY(!write->isEnabled());
-    QMetaObject::invokeMethod(window, "updateCameraActions");
+    QMetaObject::invokeMethod(win, "updateCameraActions");
     QVERIFY(write->isEnabled());
     answerMessageBox(QMessageBox::Ok, &seen);
     write->trigger();
@@ -610,16 +521,28 @@ void tst_MainWindow::listCommandsOnCamera()
                             "and can't be saved inside the camera memory!"));
 }
 
-void tst_MainWindow::textFilesAndHelp()
+void tst_MainWindow::textFilesMenusAndHelp()
 {
-    MainWindow *window = start(false);
-    BadpixelListModel *model = listModel(window);
+    QVERIFY(start(false));
+    auto menu = [] {
+        QStringList shown;
+        answerWhenShown<QMenu>([&](QMenu *menu) {
+            shown = describeActions(menu->actions());
+            menu->close();
+        });
+        emit table(false)->customContextMenuRequested(QPoint(3, 3));
+        return shown;
+    };
+    const QString add = QStringLiteral("&Add hot pixel~ Ctrl+A");
+    QCOMPARE(menu(), QStringList(add));
+
+    BadpixelListModel *model = listModel();
     model->addPixel(QPoint(12, 345));
     model->addPixel(QPoint(7, 8));
     const QString path = m_sim->root() + QStringLiteral("/list.txt");
     QString seen;
     answerFileDialog(path, &seen);
-    findAction(window, "&Export hot pixel list")->trigger();
+    action("&Export hot pixel list")->trigger();
     QCOMPARE(seen, QStringLiteral("Export hot pixel list Text files (*.txt)"));
     QFile file(path);
     QVERIFY(file.open(QIODevice::ReadOnly));
@@ -627,12 +550,12 @@ void tst_MainWindow::textFilesAndHelp()
     // Import replaces the user rows; a cancelled dialog does nothing.
     model->addPixel(QPoint(99, 99));
     answerFileDialog(path, &seen);
-    findAction(window, "&Import hot pixel list")->trigger();
+    action("&Import hot pixel list")->trigger();
     QCOMPARE(seen, QStringLiteral("Import hot pixel list Text files (*.txt)"));
-    QCOMPARE(userPixels(window), (Pixels {{12, 345}, {7, 8}}));
+    QCOMPARE(userPixels(), (Pixels {{12, 345}, {7, 8}}));
     model->addPixel(QPoint(99, 99));
     answerFileDialog(QString());
-    findAction(window, "&Import hot pixel list")->trigger();
+    action("&Import hot pixel list")->trigger();
     QCOMPARE(model->rowCount(), 3);
     // A file that can't be written: the critical box with the model's text.
     answerFileDialog(QStringLiteral("/proc/self/list.txt"));
@@ -640,11 +563,17 @@ void tst_MainWindow::textFilesAndHelp()
         seen = box->text() + QString::number(box->icon() == QMessageBox::Critical);
         box->accept();
     });
-    findAction(window, "&Export hot pixel list")->trigger();
+    action("&Export hot pixel list")->trigger();
     QCOMPARE(seen, QStringLiteral("Can't open file for writing.1"));
 
+    // The context menu: Delete follows the selected row's class.
+    table(false)->selectRow(0);
+    QCOMPARE(menu(), QStringList({add, "&Delete hot pixel Del", "Clear user hot pixel"}));
+    QVERIFY(model->setData(model->index(0, 2), QStringLiteral("factory")));
+    QCOMPARE(menu(), QStringList({add, "&Delete hot pixel~ Del", "Clear user hot pixel"}));
+
     answerMessageBox(QMessageBox::Close, &seen);
-    findAction(window, "&Usage")->trigger();
+    action("&Usage")->trigger();
     QVERIFY(seen.startsWith(QStringLiteral("Usage | Tavo Speckmend - Usage\n\nNavigation:")));
     QVERIFY(seen.contains(QStringLiteral("\nCtrl+A\t Add a hot pixel to the list\n")));
     QVERIFY(seen.contains(QStringLiteral("\nDel\t Removes a hot pixel from the list\n")));
@@ -652,7 +581,7 @@ void tst_MainWindow::textFilesAndHelp()
         seen = about->windowTitle() + QString::number(about->minimumSize() == about->maximumSize());
         about->reject();
     });
-    findAction(window, "&About...")->trigger();
+    action("&About...")->trigger();
     QCOMPARE(seen, QStringLiteral("About Tavo Speckmend1"));
 }
 

@@ -14,10 +14,8 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QTimer>
 #include <QWidget>
-#include <QtDebug>
 
 #include <cmath>
 
@@ -25,60 +23,48 @@ namespace TestUtil {
 
 SimEnvironment::SimEnvironment(const QString &configText)
 {
-    QDir(m_dir.path()).mkpath(QStringLiteral("state"));
-    QDir(m_dir.path()).mkpath(QStringLiteral("runtime"));
-    QFile::setPermissions(runtimeDir(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    const QString runtimeDir = m_dir.path() + QStringLiteral("/runtime");
+    QDir().mkpath(stateDir());
+    QDir().mkpath(runtimeDir);
+    QFile::setPermissions(runtimeDir, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qunsetenv("TAVO_SIM_CONFIG");
     if (!configText.isEmpty()) {
-        m_configPath = m_dir.path() + QStringLiteral("/fleet.conf");
-        QFile file(m_configPath);
-        if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        const QString configPath = m_dir.path() + QStringLiteral("/fleet.conf");
+        QFile file(configPath);
+        if (file.open(QIODevice::WriteOnly))
             file.write(configText.toUtf8());
-        qputenv("TAVO_SIM_CONFIG", m_configPath.toLocal8Bit());
-    } else {
-        qunsetenv("TAVO_SIM_CONFIG");
+        qputenv("TAVO_SIM_CONFIG", configPath.toLocal8Bit());
     }
     qputenv("TAVO_SIM_STATE_DIR", stateDir().toLocal8Bit());
-    qputenv("TAVO_SIM_RUNTIME_DIR", runtimeDir().toLocal8Bit());
+    qputenv("TAVO_SIM_RUNTIME_DIR", runtimeDir.toLocal8Bit());
     if (!reload())
         qWarning("SimEnvironment: a camera is still open; the library keeps its old folders");
 }
 
 SimEnvironment::~SimEnvironment()
 {
-    qunsetenv("TAVO_SIM_CONFIG");
-    qunsetenv("TAVO_SIM_STATE_DIR");
-    qunsetenv("TAVO_SIM_RUNTIME_DIR");
-}
-
-bool SimEnvironment::reload()
-{
-    return tvsim_reload() == 0;
-}
-
-void isolateSettings()
-{
-    QStandardPaths::setTestModeEnabled(true);
+    for (const char *name : {"TAVO_SIM_CONFIG", "TAVO_SIM_STATE_DIR", "TAVO_SIM_RUNTIME_DIR"})
+        qunsetenv(name);
 }
 
 SettingsSandbox::SettingsSandbox()
 {
-    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_dir.path());
-    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, m_dir.path());
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, dir.path());
+    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, dir.path());
 }
 
 namespace {
 const char answerTimerName[] = "TestUtil::answerWhenShown";
 }
 
-void answerWidgetWhenShown(const QMetaObject &type, std::function<void(QObject *)> answer,
-                           int timeoutMs)
+void answerWidgetWhenShown(const QMetaObject &type, std::function<void(QObject *)> answer)
 {
     auto *timer = new QTimer(qApp);
     timer->setObjectName(QLatin1String(answerTimerName));
     timer->setInterval(20);
     auto clock = std::make_shared<QElapsedTimer>();
     clock->start();
-    QObject::connect(timer, &QTimer::timeout, [timer, clock, &type, answer, timeoutMs]() {
+    QObject::connect(timer, &QTimer::timeout, [timer, clock, &type, answer]() {
         const QWidgetList widgets = QApplication::topLevelWidgets();
         for (QWidget *widget : widgets) {
             if (widget->isVisible() && widget->metaObject()->inherits(&type)) {
@@ -88,10 +74,8 @@ void answerWidgetWhenShown(const QMetaObject &type, std::function<void(QObject *
                 return;
             }
         }
-        if (clock->elapsed() > timeoutMs) {
-            timer->stop();
+        if (clock->elapsed() > 20000)
             timer->deleteLater();
-        }
     });
     timer->start();
 }
@@ -166,27 +150,18 @@ void answerFileDialog(const QString &path, QString *seen)
 
 QString simToolPath()
 {
-    QString dir = qEnvironmentVariable("TAVO_SIM_BIN_DIR");
-#ifdef TESTUTIL_SIM_BIN_DIR
-    if (dir.isEmpty())
-        dir = QStringLiteral(TESTUTIL_SIM_BIN_DIR);
-#endif
-    return dir + QStringLiteral("/tavo-sim");
+    // ctest names the folder; the built-in one serves a test started by hand
+    return qEnvironmentVariable("TAVO_SIM_BIN_DIR", QStringLiteral(TESTUTIL_SIM_BIN_DIR))
+            + QStringLiteral("/tavo-sim");
 }
 
-SimToolResult runSimTool(const QStringList &arguments, int timeoutMs)
+SimToolResult runSimTool(const QStringList &arguments)
 {
     SimToolResult result;
-    QProcess process;
+    QProcess process; // killed on destruction if still running
     process.start(simToolPath(), arguments);
-    if (!process.waitForStarted(timeoutMs)) {
-        result.errors = process.errorString();
-        return result;
-    }
-    if (!process.waitForFinished(timeoutMs)) {
-        process.kill();
-        process.waitForFinished(timeoutMs);
-        result.errors = QStringLiteral("tavo-sim did not end in time");
+    if (!process.waitForFinished(20000)) {
+        result.errors = QStringLiteral("tavo-sim did not run: ") + process.errorString();
         return result;
     }
     result.output = QString::fromLocal8Bit(process.readAllStandardOutput());
@@ -195,25 +170,19 @@ SimToolResult runSimTool(const QStringList &arguments, int timeoutMs)
     return result;
 }
 
-SimHold::SimHold(const QString &serial, int timeoutMs)
+SimHold::SimHold(const QString &serial)
     : m_process(new QProcess)
 {
     m_process->start(simToolPath(), {QStringLiteral("hold"), serial});
-    if (!m_process->waitForStarted(timeoutMs)) {
-        m_errors = m_process->errorString();
-        return;
-    }
     // It says "holding SERIAL" once the camera is open.
     QByteArray output;
-    while (!output.contains('\n') && m_process->state() == QProcess::Running) {
-        if (!m_process->waitForReadyRead(timeoutMs))
-            break;
+    while (!output.contains('\n') && m_process->waitForReadyRead(20000))
         output += m_process->readAllStandardOutput();
-    }
     m_holding = output.startsWith("holding ");
     if (!m_holding) {
-        m_process->waitForFinished(timeoutMs);
-        m_errors = QString::fromLocal8Bit(m_process->readAllStandardError());
+        m_process->waitForFinished(20000);
+        m_errors = QString::fromLocal8Bit(m_process->readAllStandardError()) + QLatin1Char(' ')
+                + m_process->errorString();
     }
 }
 
@@ -224,13 +193,9 @@ SimHold::~SimHold()
 
 void SimHold::stop()
 {
-    if (m_process->state() != QProcess::NotRunning) {
-        m_process->terminate();
-        if (!m_process->waitForFinished(10000)) {
-            m_process->kill();
-            m_process->waitForFinished(10000);
-        }
-    }
+    m_process->terminate();
+    if (!m_process->waitForFinished(10000))
+        m_process->kill(); // the destructor waits for it
     m_holding = false;
 }
 
