@@ -73,6 +73,10 @@ public:
             , grid(grid)
             , bits(image->constBits())
             , width(image->width())
+            , lineOffset(std::size_t(unsigned(width) * posY))
+            , startX(grid->startX)
+            , stepX(grid->stepX)
+            , stepY(grid->stepY)
         { }
 
         unsigned posX;
@@ -83,21 +87,28 @@ public:
     protected:
         ~ImageIterator() = default;
 
-        const uchar *source() const { return bits + std::size_t(unsigned(width) * posY + posX); }
+        // The byte at width * posY + posX, the width being the line length.
+        const uchar *source() const { return bits + lineOffset + posX; }
 
         void advance()
         {
-            posX += grid->stepX;
+            posX += stepX;
             if (int(posX) > width) {
-                posX = grid->startX;
-                posY += grid->stepY;
+                posX = startX;
+                posY += stepY;
+                lineOffset = std::size_t(unsigned(width) * posY);
             }
         }
 
     private:
-        // The image's constant data and width, read once for the pass.
+        // What the walk needs of the image and the grid, read once for the
+        // pass, and the offset of the line of posY.
         const uchar *bits;
         int width;
+        std::size_t lineOffset;
+        unsigned startX;
+        unsigned stepX;
+        unsigned stepY;
     };
 
     // Hands the byte at the walk's position to next, then moves on.
@@ -109,7 +120,7 @@ public:
             , next(next)
         { }
 
-        void visit(unsigned &element) override
+        Q_ALWAYS_INLINE void visit(unsigned &element) override
         {
             next->process(element, source());
             advance();
@@ -127,7 +138,7 @@ public:
             , next(next)
         { }
 
-        void visit(unsigned &element) override
+        Q_ALWAYS_INLINE void visit(unsigned &element) override
         {
             next->report(element, posX, posY);
             advance();

@@ -3,9 +3,12 @@
 // Used on the GUI thread by the hot pixel detector; instantiated for unsigned.
 #pragma once
 
+#include <QtGlobal>
+
 #include <cstddef>
 #include <limits>
 #include <stdexcept>
+#include <type_traits>
 
 template<typename T>
 class Matrix
@@ -39,6 +42,13 @@ public:
     const T &operator()(unsigned a, unsigned b) const;
 
     void forEach(Iterator &it);
+
+    // The same pass for an iterator whose class is known here. With a final
+    // class the call of visit() is bound at compile time; the loop is inlined
+    // into the caller, so that an iterator that passes elements on to another
+    // one made in the same function gets that call bound and inlined too.
+    template<typename ConcreteIterator>
+    void forEach(ConcreteIterator &it);
 
     unsigned sizeX; // elements in a row
     unsigned sizeY; // rows
@@ -90,13 +100,21 @@ inline const T &Matrix<T>::operator()(unsigned a, unsigned b) const
     return data[a + std::size_t(sizeX) * b];
 }
 
+// The elements lie in row order without gaps, so the row-by-row walk is one
+// run over the array and no index can leave it.
 template<typename T>
 inline void Matrix<T>::forEach(Iterator &it)
 {
-    const unsigned rows = sizeY;
-    const unsigned columns = sizeX;
-    for (unsigned b = 0; b < rows; ++b) {
-        for (unsigned a = 0; a < columns; ++a)
-            it.visit((*this)(a, b));
-    }
+    for (T *element = data, *end = data + std::size_t(sizeX) * sizeY; element != end; ++element)
+        it.visit(*element);
+}
+
+template<typename T>
+template<typename ConcreteIterator>
+Q_ALWAYS_INLINE void Matrix<T>::forEach(ConcreteIterator &it)
+{
+    static_assert(std::is_base_of<Iterator, ConcreteIterator>::value,
+                  "forEach takes a Matrix<T>::Iterator");
+    for (T *element = data, *end = data + std::size_t(sizeX) * sizeY; element != end; ++element)
+        it.visit(*element);
 }
