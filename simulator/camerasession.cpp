@@ -427,6 +427,18 @@ void CameraSession::clampExposure()
     m_exposure = std::clamp(e, increment, exposureMax());
 }
 
+// The clock or the rate changed: the frame time and exposure are clamped into
+// the new ranges, the measured rate starts afresh and the capture thread
+// picks up the new timing. Called with m_mutex held.
+void CameraSession::retime()
+{
+    clampFrameTime();
+    clampExposure();
+    m_frameTimes.clear();
+    m_timingChanged = true;
+    m_changed.notify_all();
+}
+
 int32_t CameraSession::pixelClockRange(int32_t *min, int32_t *max)
 {
     if (!min || !max)
@@ -446,11 +458,7 @@ int32_t CameraSession::pixelClock(int32_t clock)
     if (clock < m_profile.clockMin || clock > m_profile.clockMax)
         return OutOfRange;
     m_clock = clock;
-    clampFrameTime();
-    clampExposure();
-    m_frameTimes.clear();
-    m_timingChanged = true;
-    m_changed.notify_all();
+    retime();
     return Success;
 }
 
@@ -494,11 +502,7 @@ int32_t CameraSession::setFrameRate(double fps, double *actual)
         return InvalidArgument;
     Lock lock(m_mutex);
     m_frameTime = fps > 0.0 ? 1.0 / fps : maxFrameTime();
-    clampFrameTime();
-    clampExposure();
-    m_frameTimes.clear();
-    m_timingChanged = true;
-    m_changed.notify_all();
+    retime();
     *actual = 1.0 / m_frameTime;
     return Success;
 }

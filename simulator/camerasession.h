@@ -91,6 +91,7 @@ private:
     double exposureMax() const;
     void clampFrameTime();
     void clampExposure();
+    void retime();
     int32_t applyExposure(double value);
 
     const CameraProfile m_profile;
