@@ -656,69 +656,58 @@ void MainWindow::writeBadpixelList()
 
 namespace {
 
-// The failure box of the file commands: the model's text, translated, in a
-// box with no parent and no title of its own.
-void showFileError(const std::exception &e)
+enum class FileDialog { Save, Open };
+
+// The common steps of the four file commands: ask for a file name in the
+// user's home folder (a cancelled dialog does nothing), run the command on it,
+// and show a failure as the model's text, translated, in a box with no parent
+// and no title of its own.
+template<typename Command>
+void runFileCommand(QWidget *parent, FileDialog dialog, const QString &title, const QString &filter,
+                    Command command)
 {
-    QMessageBox box;
-    box.setText(MainWindow::tr(e.what()));
-    box.setStandardButtons(QMessageBox::Ok);
-    box.setIcon(QMessageBox::Critical);
-    box.exec();
+    const QString filename = dialog == FileDialog::Save
+            ? QFileDialog::getSaveFileName(parent, title, QDir::homePath(), filter)
+            : QFileDialog::getOpenFileName(parent, title, QDir::homePath(), filter);
+    if (filename.isEmpty())
+        return;
+    try {
+        command(filename);
+    } catch (const std::exception &e) {
+        QMessageBox box;
+        box.setText(MainWindow::tr(e.what()));
+        box.setStandardButtons(QMessageBox::Ok);
+        box.setIcon(QMessageBox::Critical);
+        box.exec();
+    }
 }
 
 } // namespace
 
 void MainWindow::saveBadpixelList()
 {
-    const QString filename = QFileDialog::getSaveFileName(
-            this, tr("Save hot pixel list"), QDir::homePath(), tr("Binary files (*.bin)"));
-    if (filename.isEmpty())
-        return;
-    try {
-        m_badpixelListModel.saveAsFile(&m_camera, filename);
-    } catch (const std::exception &e) {
-        showFileError(e);
-    }
+    runFileCommand(
+            this, FileDialog::Save, tr("Save hot pixel list"), tr("Binary files (*.bin)"),
+            [this](const QString &name) { m_badpixelListModel.saveAsFile(&m_camera, name); });
 }
 
 void MainWindow::loadBadpixelList()
 {
-    const QString filename = QFileDialog::getOpenFileName(
-            this, tr("Open hot pixel list"), QDir::homePath(), tr("Binary files (*.bin)"));
-    if (filename.isEmpty())
-        return;
-    try {
-        m_badpixelListModel.loadFromFile(&m_camera, filename);
-    } catch (const std::exception &e) {
-        showFileError(e);
-    }
+    runFileCommand(
+            this, FileDialog::Open, tr("Open hot pixel list"), tr("Binary files (*.bin)"),
+            [this](const QString &name) { m_badpixelListModel.loadFromFile(&m_camera, name); });
 }
 
 void MainWindow::exportBadpixelList()
 {
-    const QString filename = QFileDialog::getSaveFileName(
-            this, tr("Export hot pixel list"), QDir::homePath(), tr("Text files (*.txt)"));
-    if (filename.isEmpty())
-        return;
-    try {
-        m_badpixelListModel.exportAsFile(filename);
-    } catch (const std::exception &e) {
-        showFileError(e);
-    }
+    runFileCommand(this, FileDialog::Save, tr("Export hot pixel list"), tr("Text files (*.txt)"),
+                   [this](const QString &name) { m_badpixelListModel.exportAsFile(name); });
 }
 
 void MainWindow::importBadpixelList()
 {
-    const QString filename = QFileDialog::getOpenFileName(
-            this, tr("Import hot pixel list"), QDir::homePath(), tr("Text files (*.txt)"));
-    if (filename.isEmpty())
-        return;
-    try {
-        m_badpixelListModel.importFromFile(filename);
-    } catch (const std::exception &e) {
-        showFileError(e);
-    }
+    runFileCommand(this, FileDialog::Open, tr("Import hot pixel list"), tr("Text files (*.txt)"),
+                   [this](const QString &name) { m_badpixelListModel.importFromFile(name); });
 }
 
 void MainWindow::addNewBadpixel()
