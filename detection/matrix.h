@@ -86,6 +86,7 @@ private:
 
     static_assert(std::is_trivial<T>::value, "the elements are left undefined");
     static constexpr std::size_t HugePage = std::size_t(2) << 20;
+    static constexpr std::size_t HugePagesFrom = std::size_t(16) << 20;
 
     static std::size_t elementCount(unsigned rows, unsigned columns);
     static bool inHugePages(std::size_t count);
@@ -120,14 +121,16 @@ inline Matrix<T>::~Matrix()
     release(data, std::size_t(sizeX) * sizeY);
 }
 
-// A matrix of a few megapixels is faulted in page by page on its first pass.
-// In huge pages that takes a few hundred faults instead of tens of
-// thousands, so a large array starts on a huge page and fills whole ones; the
-// kernel may ignore the advice, which changes nothing else.
+// A large matrix comes fresh from the system and is faulted in page by page
+// on its first pass. In huge pages that takes a few dozen faults instead of
+// thousands, so an array of 16 MiB or more starts on a huge page and fills
+// whole ones. A smaller one is left to the allocator, which can often hand
+// back memory already in use. The kernel may ignore the advice, which changes
+// nothing else.
 template<typename T>
 inline bool Matrix<T>::inHugePages(std::size_t count)
 {
-    return count >= HugePage / sizeof(T) && count <= 0x3FFFFFFF;
+    return count >= HugePagesFrom / sizeof(T) && count <= 0x3FFFFFFF;
 }
 
 template<typename T>
