@@ -97,11 +97,12 @@ void BadpixelDetector::averageInto(Matrix<unsigned> *const matrices[],
     }
     DivIterator div(unsigned(images.size()));
 
-    // A piece of 32 Ki elements is 128 KiB a matrix.
-    constexpr std::size_t Piece = 32 * 1024;
+    // The pieces of all matrices together are 32 Ki elements, 128 KiB, so
+    // that they stay in the cache beside the lines of the frames.
+    const std::size_t piece = std::size_t(32 * 1024) / std::size_t(planes);
     const std::size_t size = std::size_t(matrices[0]->sizeX) * matrices[0]->sizeY;
-    for (std::size_t begin = 0; begin < size; begin += Piece) {
-        const std::size_t end = std::min(size, begin + Piece);
+    for (std::size_t begin = 0; begin < size; begin += piece) {
+        const std::size_t end = std::min(size, begin + piece);
         for (std::size_t w = 0; w < walks.size(); ++w)
             matrices[w % std::size_t(planes)]->forEach(walks[w], begin, end);
         for (int p = 0; p < planes; ++p)
