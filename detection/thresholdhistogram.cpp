@@ -54,9 +54,9 @@ QStringList ThresholdHistogram::planeNames() const
 {
     if (m_above.size() == 1)
         return {QStringLiteral("mono")};
-    // The grids of the phases in the detector's order.
-    return {QStringLiteral("x even, y even"), QStringLiteral("x even, y odd"),
-            QStringLiteral("x odd, y even"), QStringLiteral("x odd, y odd")};
+    // The grids of the phases in the detector's order, by the parity of x and y.
+    return {QStringLiteral("x0y0"), QStringLiteral("x0y1"), QStringLiteral("x1y0"),
+            QStringLiteral("x1y1")};
 }
 
 int ThresholdHistogram::count(int plane, int threshold) const

@@ -28,7 +28,8 @@ public:
     void compute();
 
     // Names of the planes, in the detector's order: "mono", or the phases by
-    // the parity of their column and row, "x even, y even" first.
+    // the parity of their column and row: "x0y0" (even x, even y), "x0y1",
+    // "x1y0", "x1y1".
     QStringList planeNames() const;
     // The mean of each plane.
     QVector<unsigned> means() const { return m_means; }
