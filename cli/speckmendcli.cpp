@@ -254,7 +254,7 @@ int SpeckmendCli::run(const QStringList &arguments)
         error(parser.errorText());
         return Usage;
     }
-    if (parser.isSet(help)) {
+    if (parser.isSet(help) || parser.isSet(QStringLiteral("help-all"))) {
         *m_out << parser.helpText();
         return Done;
     }
