@@ -113,6 +113,15 @@ void tst_SimulatorProcesses::toolCommands()
     QCOMPARE(result.exitCode, 2);
     QVERIFY(result.errors.contains("unknown command"));
     QCOMPARE(TestUtil::runSimTool({"fail", "tv_GetCameraList", "x"}).exitCode, 2);
+    QCOMPARE(TestUtil::runSimTool({"list", "--json"}).exitCode, 2);
+    result = TestUtil::runSimTool({"--help"});
+    QCOMPARE(result.exitCode, 0);
+    for (const char *command : {"list", "unplug", "plug", "cover", "uncover", "fail", "reset",
+                                "hold", "truth", "--json", "--exposure", "--gain", "--version"})
+        QVERIFY2(result.output.contains(QLatin1String(command)), command);
+    result = TestUtil::runSimTool({"--version"});
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(result.output.startsWith("tavo-sim "));
     // A fault set by the tool reaches this process.
     QCOMPARE(TestUtil::runSimTool({"fail", "tv_GetNumberOfCameras", "5"}).exitCode, 0);
     int32_t count = 0;
