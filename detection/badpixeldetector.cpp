@@ -1,6 +1,7 @@
 #include "detection/badpixeldetector.h"
 
 #include <algorithm>
+#include <vector>
 
 BadpixelDetector::BadpixelDetector()
     : QObject(nullptr)

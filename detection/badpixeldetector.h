@@ -19,7 +19,6 @@
 #include <stdexcept>
 #include <type_traits>
 #include <typeinfo>
-#include <vector>
 
 class BadpixelListModel;
 
