@@ -71,5 +71,12 @@ protected:
     void detectMono(BadpixelListModel &model, unsigned threshold);
     void detectBayer(BadpixelListModel &model, unsigned threshold);
 
+    // The mean pass of each plane goes along with the averaging, piece by
+    // piece while the piece is in the cache, instead of reading the whole
+    // matrix once more.
+    void pieceAveraged(int plane, Matrix<unsigned> &matrix, std::size_t begin,
+                       std::size_t end) override;
+
     unsigned m_threshold;
+    MeanIterator m_means[4]; // of the last averaging, by plane: mono, or the phases in order
 };
