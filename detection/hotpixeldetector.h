@@ -7,6 +7,8 @@
 
 #include <QPoint>
 
+#include <algorithm>
+
 #include "hotpixel/badpixellistmodel.h"
 
 class HotpixelDetector : public BadpixelDetector
@@ -53,6 +55,25 @@ public:
         {
             if (element > limit)
                 model->addPixel(QPoint(int(posX), int(posY)));
+        }
+
+        // Passes over stretches with no element above limit at a glance.
+        void reportRun(unsigned *elements, std::size_t count, unsigned posX, unsigned stepX,
+                       unsigned posY) override
+        {
+            constexpr std::size_t Stretch = 32;
+            std::size_t i = 0;
+            while (i < count) {
+                const std::size_t end = std::min(count, i + Stretch);
+                unsigned highest = 0;
+                for (std::size_t k = i; k < end; ++k)
+                    highest = std::max(highest, elements[k]);
+                if (highest > limit) {
+                    for (std::size_t k = i; k < end; ++k)
+                        report(elements[k], posX + unsigned(k) * stepX, posY);
+                }
+                i = end;
+            }
         }
 
         BadpixelListModel *model;
