@@ -109,12 +109,24 @@ void BadpixelDetector::averageInto(Matrix<unsigned> *const matrices[],
         std::vector<std::uint16_t> lanes(piece * std::size_t(planes));
         for (std::size_t begin = 0; begin < size; begin += piece) {
             const std::size_t end = std::min(size, begin + piece);
-            for (std::size_t w = 0; w < walks.size(); ++w) {
-                std::uint16_t *const sums = lanes.data() + (w % std::size_t(planes)) * piece;
-                if (w < std::size_t(planes))
-                    walks[w].sumRun<true>(sums, end - begin);
-                else
-                    walks[w].sumRun<false>(sums, end - begin);
+            // The planes of a frame take a line of their walks in turn, so
+            // that the frame is read nearly in order of its lines.
+            const std::size_t count = end - begin;
+            for (std::size_t frame = 0; frame < walks.size(); frame += std::size_t(planes)) {
+                std::size_t done[4] = {0, 0, 0, 0};
+                for (bool more = true; more;) {
+                    more = false;
+                    for (int p = 0; p < planes; ++p) {
+                        std::size_t &d = done[p];
+                        if (d == count)
+                            continue;
+                        std::uint16_t *const sums = lanes.data() + std::size_t(p) * piece + d;
+                        ImageValueIterator &walk = walks[frame + std::size_t(p)];
+                        d += frame == 0 ? walk.sumLineRun<true>(sums, count - d)
+                                        : walk.sumLineRun<false>(sums, count - d);
+                        more = more || d < count;
+                    }
+                }
             }
             for (int p = 0; p < planes; ++p) {
                 laneDiv.sums = lanes.data() + std::size_t(p) * piece;

@@ -200,26 +200,32 @@ public:
         Q_ALWAYS_INLINE void sumRun(std::uint16_t *sums, std::size_t count)
         {
             std::size_t done = 0;
-            while (done < count) {
-                std::uint16_t *const to = sums + done;
-                done += walkRun(count - done, [to](const uchar *bytes, std::size_t n, auto step) {
-                    using Step = decltype(step);
-                    if constexpr (std::is_same<Step, std::integral_constant<unsigned, 2>>::value) {
-                        // Every second byte: the low byte of each 16-bit word,
-                        // the last one read alone so as not to read past it.
-                        const std::size_t words = n - 1;
-                        for (std::size_t i = 0; i < words; ++i) {
-                            const unsigned byte = qFromLittleEndian<quint16>(bytes + 2 * i) & 0xFFu;
-                            to[i] = std::uint16_t(Copy ? byte : to[i] + byte);
-                        }
-                        to[words] = std::uint16_t(Copy ? bytes[2 * words]
-                                                       : to[words] + bytes[2 * words]);
-                    } else {
-                        for (std::size_t i = 0; i < n; ++i)
-                            to[i] = std::uint16_t(Copy ? bytes[i * step] : to[i] + bytes[i * step]);
+            while (done < count)
+                done += sumLineRun<Copy>(sums + done, count - done);
+        }
+
+        // The same for the rest of the current line only, at most count
+        // positions; returns how many it took.
+        template<bool Copy>
+        Q_ALWAYS_INLINE std::size_t sumLineRun(std::uint16_t *to, std::size_t count)
+        {
+            return walkRun(count, [to](const uchar *bytes, std::size_t n, auto step) {
+                using Step = decltype(step);
+                if constexpr (std::is_same<Step, std::integral_constant<unsigned, 2>>::value) {
+                    // Every second byte: the low byte of each 16-bit word,
+                    // the last one read alone so as not to read past it.
+                    const std::size_t words = n - 1;
+                    for (std::size_t i = 0; i < words; ++i) {
+                        const unsigned byte = qFromLittleEndian<quint16>(bytes + 2 * i) & 0xFFu;
+                        to[i] = std::uint16_t(Copy ? byte : to[i] + byte);
                     }
-                });
-            }
+                    to[words]
+                            = std::uint16_t(Copy ? bytes[2 * words] : to[words] + bytes[2 * words]);
+                } else {
+                    for (std::size_t i = 0; i < n; ++i)
+                        to[i] = std::uint16_t(Copy ? bytes[i * step] : to[i] + bytes[i * step]);
+                }
+            });
         }
 
         PixelValIterator *next;
