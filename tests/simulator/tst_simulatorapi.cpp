@@ -5,6 +5,7 @@
 #include "tests/testutil/testutil.h"
 
 #include <QElapsedTimer>
+#include <QScopeGuard>
 #include <QtTest>
 
 #include <cstring>
@@ -89,6 +90,7 @@ void tst_SimulatorApi::openSequence()
     uint32_t word = 4; // by camera id
     QCOMPARE(tv_InitCamera(&word, nullptr), TV_SUCCESS);
     const cameraHandle handle = word;
+    const auto closeOnFailure = qScopeGuard([handle] { tv_ExitCamera(handle); });
     QCOMPARE(tv_SetColorMode(handle, TV_FORMAT_QUERY), 99);
     SensorInfo sensor;
     QCOMPARE(tv_GetSensorInfo(handle, &sensor), TV_SUCCESS);
