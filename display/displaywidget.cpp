@@ -225,6 +225,9 @@ void DisplayWidget::redrawImage()
     lastPicture = scaled.constBits() != work.constBits() ? scaled : QImage();
     imageLabel->setPixmap(QPixmap::fromImage(std::move(scaled)));
     imageLabel->adjustSize();
+    // Shown now: a repaint left to the event loop waits behind the next frame
+    // reports and would skip frames that were drawn.
+    imageLabel->repaint();
 }
 
 QImage DisplayWidget::scaledPicture(const QImage &work)
