@@ -54,6 +54,28 @@ QImage reusedOrNew(QImage &spare, const QSize &size)
     return target;
 }
 
+// Spreads grey bytes into opaque RGB32 pixels, the byte in each channel, 16
+// at a time.
+void spreadGrey(const uchar *source, int width, quint32 *line)
+{
+    int x = 0;
+#ifdef __SSE2__
+    const __m128i alpha = _mm_set1_epi32(int(0xff000000u));
+    for (; x + 16 <= width; x += 16) {
+        const __m128i grey = _mm_loadu_si128(reinterpret_cast<const __m128i *>(source + x));
+        const __m128i low = _mm_unpacklo_epi8(grey, grey);
+        const __m128i high = _mm_unpackhi_epi8(grey, grey);
+        auto *target = reinterpret_cast<__m128i *>(line + x);
+        _mm_storeu_si128(target, _mm_or_si128(_mm_unpacklo_epi16(low, low), alpha));
+        _mm_storeu_si128(target + 1, _mm_or_si128(_mm_unpackhi_epi16(low, low), alpha));
+        _mm_storeu_si128(target + 2, _mm_or_si128(_mm_unpacklo_epi16(high, high), alpha));
+        _mm_storeu_si128(target + 3, _mm_or_si128(_mm_unpackhi_epi16(high, high), alpha));
+    }
+#endif
+    for (; x < width; ++x)
+        line[x] = 0xff000000u | 0x010101u * source[x];
+}
+
 // The frame as RGB32 in memory of the widget's own, pixel for pixel what
 // convertToFormat gives. An 8-bit frame without a colour table, the camera's,
 // is grey: each byte goes into the three channels.
@@ -71,9 +93,7 @@ QImage converted(const QImage &frame, QImage &spare)
     for (int y = 0; y < frame.height(); ++y) {
         auto *line = reinterpret_cast<quint32 *>(bits + pitch * y);
         if (grey) {
-            const uchar *source = frame.constScanLine(y);
-            for (int x = 0; x < width; ++x)
-                line[x] = 0xff000000u | 0x010101u * source[x];
+            spreadGrey(frame.constScanLine(y), width, line);
         } else {
             std::memcpy(line, frame.constScanLine(y), size_t(width) * 4);
         }
