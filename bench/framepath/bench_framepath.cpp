@@ -3,7 +3,8 @@
 // MainWindow::newImage to the display and the magnifier, at 1:4, 1:1, 2:1 and
 // 4:1, for sensors of 1.3, 5 and 12 megapixels; beside it the same cameras
 // with a bare Camera that shows nothing. Reports the frames shown a second
-// (shown_fps: distinct pictures painted), the rate at which the camera
+// (shown_fps: distinct pictures painted), the frames drawn a second
+// (drawn_fps: handed to the display and the magnifier), the rate at which the camera
 // delivered frames (camera_fps: frame events the library signalled), and the
 // share of its frames that were shown (shown_share) and counted in the frame
 // counter (counted_share). BM_ZoomLatency measures how late an event posted every
