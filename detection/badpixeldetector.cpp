@@ -103,9 +103,10 @@ void BadpixelDetector::averageInto(Matrix<unsigned> *const matrices[],
 
     SumDivIterator laneDiv(frames, frames <= 0xFFFF / 255 ? frames * 255 : 0x10000);
     if (laneDiv.exact()) {
-        // The 16-bit sums of all planes together are 8 Ki, 16 KiB, so that
-        // they stay in the first-level cache beside the frames' bytes.
-        const std::size_t piece = std::size_t(8 * 1024) / std::size_t(planes);
+        // The 16-bit sums of all planes together are 64 Ki, 128 KiB, so that
+        // they stay in the second-level cache, and the lines a plane takes in
+        // one go are long.
+        const std::size_t piece = std::size_t(64 * 1024) / std::size_t(planes);
         std::vector<std::uint16_t> lanes(piece * std::size_t(planes));
         for (std::size_t begin = 0; begin < size; begin += piece) {
             const std::size_t end = std::min(size, begin + piece);
