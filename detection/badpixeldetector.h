@@ -192,20 +192,12 @@ public:
             return runWith(next, elements, count);
         }
 
-        // The same walk over the next count positions, with the bytes going
-        // into 16-bit sums instead of elements: the first frame's walk copies
-        // them (Copy), each further frame's adds them. Ten frames of bytes and
-        // more fit into such a sum, which halves the work of every addition.
-        template<bool Copy>
-        Q_ALWAYS_INLINE void sumRun(std::uint16_t *sums, std::size_t count)
-        {
-            std::size_t done = 0;
-            while (done < count)
-                done += sumLineRun<Copy>(sums + done, count - done);
-        }
-
-        // The same for the rest of the current line only, at most count
-        // positions; returns how many it took.
+        // The same walk over the rest of the current line, at most count
+        // positions, with the bytes going into 16-bit sums from to on instead
+        // of elements: the first frame's walk copies them (Copy), each further
+        // frame's adds them. Ten frames of bytes and far more fit into such a
+        // sum, which halves the work of every addition. Returns how many
+        // positions it took.
         template<bool Copy>
         Q_ALWAYS_INLINE std::size_t sumLineRun(std::uint16_t *to, std::size_t count)
         {
