@@ -31,6 +31,9 @@ public:
     // Asks the thread to end and returns at once.
     void stop();
 
+    // How long a stop or a terminate() is waited for before giving up.
+    static constexpr unsigned long terminateWaitMs = 2000;
+
     unsigned int ownEvent() const { return m_ownEvent; }
     // The codes in force, own code last.
     const std::vector<unsigned int> &events() const { return m_events; }
