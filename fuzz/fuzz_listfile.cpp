@@ -1,0 +1,45 @@
+// The binary list file as the camera library loads it: any bytes are refused
+// with a status or give a list that fits the sensor and saves back the same.
+#include "simulator/listfile.h"
+
+#include <QTemporaryDir>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static QTemporaryDir dir;
+    static const std::string path = (dir.path() + QStringLiteral("/list.bin")).toStdString();
+    static const std::string again = (dir.path() + QStringLiteral("/again.bin")).toStdString();
+    if (!dir.isValid())
+        std::abort();
+    std::FILE *file = std::fopen(path.c_str(), "wb");
+    if (!file || std::fwrite(data, 1, size, file) != size || std::fclose(file) != 0)
+        std::abort();
+
+    constexpr uint32_t width = 1280, height = 1024;
+    TavoSim::PixelList list {{7, 7}};
+    if (TavoSim::ListFile::loadSoftList(path, width, height, &list) != TV_SUCCESS) {
+        if (list.size() != 1 || list[0].x != 7) // a refusal changes nothing
+            std::abort();
+        return 0;
+    }
+    if (list.size() > TavoSim::kSoftListLimit)
+        std::abort();
+    for (const HotPixelPair &pair : list) {
+        if (pair.x >= width || pair.y >= height)
+            std::abort();
+    }
+    TavoSim::PixelList back;
+    if (TavoSim::ListFile::saveSoftList(again, list) != TV_SUCCESS
+        || TavoSim::ListFile::loadSoftList(again, width, height, &back) != TV_SUCCESS
+        || back.size() != list.size())
+        std::abort();
+    for (size_t i = 0; i < list.size(); ++i) {
+        if (back[i].x != list[i].x || back[i].y != list[i].y)
+            std::abort();
+    }
+    return 0;
+}
