@@ -26,8 +26,10 @@ UserListBackup::UserListBackup(const QString &folder)
 
 QString UserListBackup::defaultFolder()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation)
-            + QStringLiteral("/backups");
+    // The application data folder of the organisation and application that
+    // name the settings, whichever program of the project runs.
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
+            + QStringLiteral("/Brevant/Tavo/backups");
 }
 
 QString UserListBackup::cameraFolder(const QString &serial) const

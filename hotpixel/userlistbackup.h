@@ -1,8 +1,9 @@
 // Copies of a camera's user list, kept before the program overwrites it: one
 // text list file (the format of the text export, so that an import brings it
 // back) per write, in a folder per serial number, the newest few kept. The
-// default folder is "backups" in the user's application data folder. A plain
-// value; GUI thread, like the list it serves.
+// default folder is "backups" in the application data folder of Brevant/Tavo
+// (the names of the settings), the same for every program of the project. A
+// plain value; GUI thread, like the list it serves.
 #pragma once
 
 #include <QPoint>
@@ -18,7 +19,8 @@ public:
 
     explicit UserListBackup(const QString &folder = defaultFolder());
 
-    // QStandardPaths::AppDataLocation + "/backups".
+    // GenericDataLocation + "/Brevant/Tavo/backups", which is what
+    // AppDataLocation + "/backups" is for an application of those names.
     static QString defaultFolder();
     QString folder() const { return m_folder; }
     // The folder of one camera's copies.

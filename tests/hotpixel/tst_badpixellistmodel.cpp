@@ -527,8 +527,8 @@ private slots:
     void backupBeforeWrite()
     {
         const UserListBackup backup;
-        QVERIFY(QDir(backup.folder()).removeRecursively());
-        QVERIFY(backup.folder().startsWith(qEnvironmentVariable("XDG_DATA_HOME")));
+        QVERIFY(QDir(backup.cameraFolder("1")).removeRecursively());
+        QCOMPARE(backup.folder(), qEnvironmentVariable("XDG_DATA_HOME") + "/Brevant/Tavo/backups");
         BadpixelListModel model;
         openCamera(model); // an empty user list: nothing to keep
         model.userLimit = 1000;
