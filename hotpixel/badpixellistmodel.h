@@ -96,10 +96,13 @@ signals:
 
 public slots:
     void getBadpixelList(Camera *cam);
+    // Keeps what the camera's user list held (UserListBackup) before it
+    // replaces it with the user rows; without that copy nothing is written.
     void writeBadpixelList(Camera *cam);
     void clearUserBadpixelList();
     void clearBadpixelList();
     void saveAsFile(Camera *cam, QString filename);
+    // A load or import that fails leaves the user rows as they were.
     void loadFromFile(Camera *cam, QString filename);
     void exportAsFile(QString filename);
     void importFromFile(QString filename);
