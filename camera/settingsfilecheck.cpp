@@ -30,8 +30,13 @@ bool SettingsFileCheck::check(const QByteArray &text, QString *reason)
             --depth;
             break;
         case QXmlStreamReader::DTD:
-            return refuse(QCoreApplication::translate(
-                    "Camera", "it holds a document type declaration, which it must not"));
+            // A bare <!DOCTYPE CameraSettings> is fine; declarations of its
+            // own, where entities could multiply, are not.
+            if (reader.text().contains(QLatin1Char('['))) {
+                return refuse(QCoreApplication::translate(
+                        "Camera", "its document type declares markup of its own"));
+            }
+            break;
         default:
             break;
         }

@@ -1,7 +1,7 @@
 // Bounds on the camera settings file before it reaches the DOM, which builds
 // its tree by recursion and so can be made to overflow the stack: a size
-// limit, a nesting limit and no document type declaration (which could
-// expand entities). The check itself walks the file with QXmlStreamReader,
+// limit, a nesting limit and no declarations in a document type (where
+// entities could multiply). The check itself walks the file with QXmlStreamReader,
 // which keeps its own stack and needs no recursion. Stateless; any thread.
 #pragma once
 
