@@ -10,6 +10,7 @@
 #include "display/displaywidget.h"
 #include "display/magnifier.h"
 #include "display/magnifiercontrol.h"
+#include "hotpixel/badpixellistcommand.h"
 
 #include <QAction>
 #include <QCursor>
@@ -29,7 +30,9 @@
 #include <QTableView>
 #include <QTimer>
 #include <QToolBar>
+#include <QUndoStack>
 
+#include <algorithm>
 #include <exception>
 #include <memory>
 #include <stdexcept>
@@ -47,6 +50,19 @@ constexpr int brightCountLimit = 5001;
 QString exceptionText(const std::exception &e)
 {
     return QString::fromUtf8(e.what());
+}
+
+// Keeps the columns of view as wide as their contents whenever its model's
+// rows change, so that no serial number or coordinate is cut.
+void fitColumnsOnChange(QTableView *view)
+{
+    const QAbstractItemModel *model = view->model();
+    const auto fit = [view] { view->resizeColumnsToContents(); };
+    QObject::connect(model, &QAbstractItemModel::rowsInserted, view, fit);
+    QObject::connect(model, &QAbstractItemModel::rowsRemoved, view, fit);
+    QObject::connect(model, &QAbstractItemModel::dataChanged, view, fit);
+    QObject::connect(model, &QAbstractItemModel::layoutChanged, view, fit);
+    QObject::connect(model, &QAbstractItemModel::modelReset, view, fit);
 }
 
 } // namespace
@@ -133,6 +149,7 @@ void MainWindow::createCameraListDock()
     horizontal->setHighlightSections(false);
     horizontal->setStretchLastSection(true);
     m_cameraListView->resizeColumnsToContents();
+    fitColumnsOnChange(m_cameraListView);
     m_cameraListView->setContextMenuPolicy(Qt::CustomContextMenu);
 
     // 1
@@ -168,6 +185,7 @@ void MainWindow::createBadpixelListDock()
     horizontal->setHighlightSections(false);
     vertical->hide();
     horizontal->setStretchLastSection(true);
+    fitColumnsOnChange(m_badpixelListView);
 
     // 3
     connect(m_badpixelListView, &QWidget::customContextMenuRequested, this,
@@ -281,6 +299,9 @@ void MainWindow::openCamera()
         ui->display->imageLabel->setVisible(true);
         m_statusTimer->start(1500);
     } catch (const std::exception &e) {
+        // A camera that failed to open leaves nothing of the previous one on screen.
+        if (!m_camera.isOpen())
+            showNoCamera();
         statusBar()->showMessage(exceptionText(e), 5000);
     }
 
@@ -310,12 +331,18 @@ void MainWindow::closeCamera()
 
     m_camera.close();
     m_resetMarker = 1111.0;
+    showNoCamera();
+}
+
+void MainWindow::showNoCamera()
+{
     m_statusTimer->stop();
     ui->display->clear();
     ui->display->imageLabel->setVisible(false);
     if (m_magnifierControl)
         m_magnifierControl->magnifier->QLabel::clear();
     setMagnifierPosition(QPoint(0, 0));
+    // The list counts keep their last text: the timer that rewrites them has stopped.
     m_labelFrames->setText(QStringLiteral("Frames: 0"));
     m_labelFailed->setText(QStringLiteral("Failed: 0"));
     m_labelFps->setText(QStringLiteral("FPS: 0"));
@@ -328,6 +355,8 @@ void MainWindow::onCameraDisconnect()
     // The magnifier and the display drop the last frame; the camera stays open.
     QImage none;
     newImage(none);
+    // Shown until the camera comes back or another message replaces it.
+    statusBar()->showMessage(tr("The camera was disconnected; waiting for it to come back."));
 }
 
 void MainWindow::onCameraReconnect()
@@ -342,6 +371,7 @@ void MainWindow::onCameraReconnect()
             m_cameraListView->selectRow(row);
     }
     ui->display->imageLabel->setVisible(true);
+    statusBar()->showMessage(tr("The camera is back."), 5000);
 }
 
 void MainWindow::onSelectCameraRow(int row)
@@ -415,6 +445,7 @@ void MainWindow::newImage(QImage &image)
                                      "too low."),
                                   QMessageBox::Ok);
             m_detectionDialogue->abortDetect();
+            recordListChange(tr("Detect hot pixel"), m_listBeforeRun);
         }
     } catch (const std::exception &e) {
         statusBar()->showMessage(exceptionText(e), 2000);
@@ -627,6 +658,50 @@ void MainWindow::onZoomChanged(QAction *act)
 
 // Hot pixel list commands
 
+namespace {
+
+enum class FileDialog { Save, Open };
+
+// The number of rows that a list command hands on or takes in: the user
+// pixels, and with imported the other classes that only a text import brings.
+int countPixels(const BadpixelListModel &model, bool imported)
+{
+    const QList<BadpixelEntry> entries = model.pixels();
+    return int(std::count_if(entries.begin(), entries.end(), [imported](const BadpixelEntry &e) {
+        return e.pixelClass == 1 || (imported && e.pixelClass > 1);
+    }));
+}
+
+// The common steps of the four file commands: ask for a file name in the
+// user's home folder (a cancelled dialog does nothing; a name typed without a
+// suffix gets the filter's), run the command on it, confirm a success in the
+// status bar, and show a failure as the model's text, translated, in a box
+// with no parent and no title of its own.
+template<typename Command>
+void runFileCommand(QMainWindow *window, FileDialog mode, const QString &title,
+                    const QString &filter, const QString &suffix, Command command)
+{
+    QFileDialog dialog(window, title, QDir::homePath(), filter);
+    dialog.setAcceptMode(mode == FileDialog::Save ? QFileDialog::AcceptSave
+                                                  : QFileDialog::AcceptOpen);
+    dialog.setFileMode(mode == FileDialog::Save ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
+    dialog.setDefaultSuffix(suffix);
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().value(0).isEmpty())
+        return;
+    const QString filename = dialog.selectedFiles().constFirst();
+    try {
+        window->statusBar()->showMessage(command(filename), 5000);
+    } catch (const std::exception &e) {
+        QMessageBox box;
+        box.setText(MainWindow::tr(e.what()));
+        box.setStandardButtons(QMessageBox::Ok);
+        box.setIcon(QMessageBox::Critical);
+        box.exec();
+    }
+}
+
+} // namespace
+
 void MainWindow::writeBadpixelList()
 {
     if (!m_camera.hasEepromCorrection()) {
@@ -648,74 +723,74 @@ void MainWindow::writeBadpixelList()
 
     try {
         m_badpixelListModel.writeBadpixelList(&m_camera);
+        statusBar()->showMessage(tr("Hot pixels written into the camera: %1")
+                                         .arg(countPixels(m_badpixelListModel, false)),
+                                 5000);
     } catch (const std::exception &e) {
         QMessageBox::critical(this, tr("Write failed"), exceptionText(e), QMessageBox::Ok);
         statusBar()->showMessage(exceptionText(e), 2000);
     }
 }
 
-namespace {
-
-enum class FileDialog { Save, Open };
-
-// The common steps of the four file commands: ask for a file name in the
-// user's home folder (a cancelled dialog does nothing), run the command on it,
-// and show a failure as the model's text, translated, in a box with no parent
-// and no title of its own.
-template<typename Command>
-void runFileCommand(QWidget *parent, FileDialog dialog, const QString &title, const QString &filter,
-                    Command command)
-{
-    const QString filename = dialog == FileDialog::Save
-            ? QFileDialog::getSaveFileName(parent, title, QDir::homePath(), filter)
-            : QFileDialog::getOpenFileName(parent, title, QDir::homePath(), filter);
-    if (filename.isEmpty())
-        return;
-    try {
-        command(filename);
-    } catch (const std::exception &e) {
-        QMessageBox box;
-        box.setText(MainWindow::tr(e.what()));
-        box.setStandardButtons(QMessageBox::Ok);
-        box.setIcon(QMessageBox::Critical);
-        box.exec();
-    }
-}
-
-} // namespace
-
 void MainWindow::saveBadpixelList()
 {
-    runFileCommand(
-            this, FileDialog::Save, tr("Save hot pixel list"), tr("Binary files (*.bin)"),
-            [this](const QString &name) { m_badpixelListModel.saveAsFile(&m_camera, name); });
+    runFileCommand(this, FileDialog::Save, tr("Save hot pixel list"), tr("Binary files (*.bin)"),
+                   QStringLiteral("bin"), [this](const QString &name) {
+                       m_badpixelListModel.saveAsFile(&m_camera, name);
+                       return tr("Hot pixels saved to %1: %2")
+                               .arg(name)
+                               .arg(countPixels(m_badpixelListModel, false));
+                   });
 }
 
 void MainWindow::loadBadpixelList()
 {
-    runFileCommand(
-            this, FileDialog::Open, tr("Open hot pixel list"), tr("Binary files (*.bin)"),
-            [this](const QString &name) { m_badpixelListModel.loadFromFile(&m_camera, name); });
+    // Recorded after a failure too: a failed load may have taken rows away.
+    const QList<BadpixelEntry> before = BadpixelListCommand::changeableRows(m_badpixelListModel);
+    runFileCommand(this, FileDialog::Open, tr("Open hot pixel list"), tr("Binary files (*.bin)"),
+                   QStringLiteral("bin"), [this](const QString &name) {
+                       m_badpixelListModel.loadFromFile(&m_camera, name);
+                       return tr("Hot pixels loaded from %1: %2")
+                               .arg(name)
+                               .arg(countPixels(m_badpixelListModel, false));
+                   });
+    recordListChange(tr("Load hot pixel list"), before);
 }
 
 void MainWindow::exportBadpixelList()
 {
     runFileCommand(this, FileDialog::Save, tr("Export hot pixel list"), tr("Text files (*.txt)"),
-                   [this](const QString &name) { m_badpixelListModel.exportAsFile(name); });
+                   QStringLiteral("txt"), [this](const QString &name) {
+                       m_badpixelListModel.exportAsFile(name);
+                       return tr("Hot pixels exported to %1: %2")
+                               .arg(name)
+                               .arg(countPixels(m_badpixelListModel, false));
+                   });
 }
 
 void MainWindow::importBadpixelList()
 {
+    // Recorded after a failure too: a failed load may have taken rows away.
+    const QList<BadpixelEntry> before = BadpixelListCommand::changeableRows(m_badpixelListModel);
     runFileCommand(this, FileDialog::Open, tr("Import hot pixel list"), tr("Text files (*.txt)"),
-                   [this](const QString &name) { m_badpixelListModel.importFromFile(name); });
+                   QStringLiteral("txt"), [this](const QString &name) {
+                       m_badpixelListModel.importFromFile(name);
+                       return tr("Hot pixels imported from %1: %2")
+                               .arg(name)
+                               .arg(countPixels(m_badpixelListModel, true));
+                   });
+    recordListChange(tr("Import hot pixel list"), before);
 }
 
 void MainWindow::addNewBadpixel()
 {
     try {
         // The pixel added is always the current focus pixel.
+        const QList<BadpixelEntry> before
+                = BadpixelListCommand::changeableRows(m_badpixelListModel);
         if (!m_badpixelListModel.addPixel(m_magnifierPosition))
             return;
+        recordListChange(tr("Add hot pixel"), before);
         const QModelIndex index = m_badpixelListModel.indexOfPixel(m_magnifierPosition.x(),
                                                                    m_magnifierPosition.y(), 1);
         m_badpixelSelection->select(index, QItemSelectionModel::ClearAndSelect);
@@ -732,12 +807,41 @@ void MainWindow::deleteBadpixel()
     if (index.row() < 0 || index.column() < 0 || index.model() == nullptr)
         return;
     // The model refuses any row that is not a user pixel.
+    const QList<BadpixelEntry> before = BadpixelListCommand::changeableRows(m_badpixelListModel);
     m_badpixelListModel.removePixelRow(index.row(), QModelIndex());
+    recordListChange(tr("Delete hot pixel"), before);
 }
 
 void MainWindow::clearBadpixel()
 {
+    const QList<BadpixelEntry> before = BadpixelListCommand::changeableRows(m_badpixelListModel);
     m_badpixelListModel.clearUserBadpixelList();
+    recordListChange(tr("Clear user hot pixel"), before);
+}
+
+void MainWindow::recordListChange(const QString &text, const QList<BadpixelEntry> &before)
+{
+    const QList<BadpixelEntry> after = BadpixelListCommand::changeableRows(m_badpixelListModel);
+    if (!BadpixelListCommand::sameRows(before, after))
+        m_undoStack->push(new BadpixelListCommand(&m_badpixelListModel, text, before, after));
+}
+
+void MainWindow::undoListChange()
+{
+    try {
+        m_undoStack->undo();
+    } catch (const std::exception &e) {
+        statusBar()->showMessage(exceptionText(e), 5000);
+    }
+}
+
+void MainWindow::redoListChange()
+{
+    try {
+        m_undoStack->redo();
+    } catch (const std::exception &e) {
+        statusBar()->showMessage(exceptionText(e), 5000);
+    }
 }
 
 // Detection run
@@ -757,6 +861,8 @@ void MainWindow::openDetectDialog()
 void MainWindow::startDetectingBadpixel(bool clear, uint threshold)
 {
     m_threshold = threshold;
+    // The whole run is one step of the undo history, the clearing included.
+    m_listBeforeRun = BadpixelListCommand::changeableRows(m_badpixelListModel);
     if (clear)
         m_badpixelListModel.clearUserBadpixelList();
     m_detecting = true; // collecting starts with the next frame
@@ -795,6 +901,7 @@ void MainWindow::detectBadpixel()
     }
     m_images.clear();
     m_detectionDialogue->finishDetect();
+    recordListChange(tr("Detect hot pixel"), m_listBeforeRun);
 }
 
 // Help
@@ -900,6 +1007,14 @@ void MainWindow::createActions()
     m_menuZoom->addAction(m_actZoomFit);
     m_actZoom->setMenu(m_menuZoom);
 
+    m_undoStack = new QUndoStack(this);
+    m_actUndo = new QAction(tr("&Undo"), this);
+    m_actUndo->setShortcut(QKeySequence::Undo);
+    m_actUndo->setEnabled(false);
+    m_actRedo = new QAction(tr("&Redo"), this);
+    m_actRedo->setShortcut(QKeySequence::Redo);
+    m_actRedo->setEnabled(false);
+
     m_statusTimer = new QTimer(this);
 }
 
@@ -972,6 +1087,11 @@ void MainWindow::createMenus()
     connect(actImport, &QAction::triggered, this, &MainWindow::importBadpixelList);
     // 16
     connect(actExit, &QAction::triggered, this, &QWidget::close);
+
+    QMenu *editMenu = new QMenu(tr("&Edit"), menus);
+    menus->addMenu(editMenu);
+    editMenu->addAction(m_actUndo);
+    editMenu->addAction(m_actRedo);
 
     QMenu *viewMenu = new QMenu(tr("&View"), menus);
     menus->addMenu(viewMenu);
@@ -1078,6 +1198,21 @@ void MainWindow::createConnections()
 
     // The status fields (59)
     connect(m_statusTimer, &QTimer::timeout, this, &MainWindow::updateStatus);
+
+    // Undo and redo of the hot pixel list. The history belongs to the list of
+    // one camera: it goes when that list is read in or dropped.
+    connect(m_actUndo, &QAction::triggered, this, &MainWindow::undoListChange);
+    connect(m_actRedo, &QAction::triggered, this, &MainWindow::redoListChange);
+    connect(m_undoStack, &QUndoStack::canUndoChanged, m_actUndo, &QAction::setEnabled);
+    connect(m_undoStack, &QUndoStack::canRedoChanged, m_actRedo, &QAction::setEnabled);
+    connect(m_undoStack, &QUndoStack::undoTextChanged, m_actUndo, [this](const QString &text) {
+        m_actUndo->setText(tr("&Undo %1").arg(text).trimmed());
+    });
+    connect(m_undoStack, &QUndoStack::redoTextChanged, m_actRedo, [this](const QString &text) {
+        m_actRedo->setText(tr("&Redo %1").arg(text).trimmed());
+    });
+    connect(&m_camera, &Camera::cameraOpened, m_undoStack, &QUndoStack::clear);
+    connect(&m_camera, &Camera::cameraClosed, m_undoStack, &QUndoStack::clear);
 }
 
 void MainWindow::readSettings()
@@ -1088,9 +1223,24 @@ void MainWindow::readSettings()
     // Absent keys give empty arrays; both restores then fail silently and the
     // form's layout stands.
     restoreGeometry(settings.value(QStringLiteral("geometry"), QVariant()).toByteArray());
-    restoreState(settings.value(QStringLiteral("state"), QVariant()).toByteArray(), 0);
+    const QByteArray state = settings.value(QStringLiteral("state"), QVariant()).toByteArray();
+    restoreState(state, 0);
     settings.endGroup();
     settings.endGroup();
+    // A hidden window lays its docks out anew when it is first shown, and the
+    // stored dock sizes would be lost: they are restored again once it shows.
+    m_shownState = state;
+}
+
+void MainWindow::showEvent(QShowEvent *event)
+{
+    QMainWindow::showEvent(event);
+    if (m_shownState.isEmpty())
+        return;
+    restoreState(m_shownState, 0);
+    m_shownState.clear();
+    // As at construction, the camera list is the tab in front.
+    m_cameraListDock->raise();
 }
 
 void MainWindow::writeSettings()

@@ -9,8 +9,10 @@
 #include "hotpixel/badpixellistmodel.h"
 #include "hotpixel/pixelclassdelegate.h"
 
+#include <QByteArray>
 #include <QImage>
 #include <QItemSelection>
+#include <QList>
 #include <QMainWindow>
 #include <QModelIndex>
 #include <QPoint>
@@ -26,8 +28,10 @@ class QItemSelectionModel;
 class QKeyEvent;
 class QLabel;
 class QMenu;
+class QShowEvent;
 class QTableView;
 class QTimer;
+class QUndoStack;
 class Ui_MainWindow;
 QT_END_NAMESPACE
 
@@ -45,6 +49,7 @@ public:
 protected:
     void keyPressEvent(QKeyEvent *event) override;
     void changeEvent(QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
 
 signals:
     void cameraOpened(bool opened);
@@ -96,6 +101,10 @@ protected slots:
     void openHelpUsageWindow();
     void openHelpAboutWindow();
 
+private slots:
+    void undoListChange();
+    void redoListChange();
+
 private:
     void createActions();
     void createMenus();
@@ -104,6 +113,10 @@ private:
     void writeSettings();
     CameraRow selectedCamera();
     void checkHotpixelStorage();
+    void showNoCamera();
+    // Pushes the change of the hot pixel list since before onto the undo
+    // stack, as one step named text; no step if nothing changed.
+    void recordListChange(const QString &text, const QList<BadpixelEntry> &before);
 
     // The form and the selection models are released first in the destructor,
     // before the value members below, so that the models outlive them.
@@ -161,4 +174,10 @@ private:
     QAction *m_actZoom = nullptr;
     QMenu *m_menuZoom = nullptr;
     DetectionDialogue *m_detectionDialogue = nullptr;
+    // The undo history of the hot pixel list, for the list of the open camera.
+    QUndoStack *m_undoStack = nullptr;
+    QAction *m_actUndo = nullptr;
+    QAction *m_actRedo = nullptr;
+    QList<BadpixelEntry> m_listBeforeRun; // the list when the running detection started
+    QByteArray m_shownState; // the stored dock layout, until the window first shows
 };

@@ -24,6 +24,7 @@ const char mono[] = "4103000101"; // 1280 x 1024
 const char bayer[] = "4103000102";
 const char softwareOnly[] = "4103000103";
 using Pixels = std::set<std::pair<int, int>>;
+enum class ListStep { Add, Delete, Clear, Detect, DetectCleared, Import, Load, FailedLoad };
 MainWindow *win = nullptr; // the window under test
 
 template<class T>
@@ -99,6 +100,8 @@ void feed(int count)
 
 } // namespace
 
+Q_DECLARE_METATYPE(ListStep)
+
 class tst_MainWindow : public QObject
 {
     Q_OBJECT
@@ -115,6 +118,14 @@ private slots:
     void detectorFailure();
     void listCommandsOnCamera();
     void textFilesMenusAndHelp();
+    void columnsFitTheirContents_data();
+    void columnsFitTheirContents();
+    void dockSizesRestored();
+    void listCommandsConfirm_data();
+    void listCommandsConfirm();
+    void lostCameraAndFailedOpen();
+    void undoRedo_data();
+    void undoRedo();
 
 private:
     bool start(bool cameras = true, bool show = true);
@@ -583,6 +594,224 @@ void tst_MainWindow::textFilesMenusAndHelp()
     });
     action("&About...")->trigger();
     QCOMPARE(seen, QStringLiteral("About Tavo Speckmend1"));
+}
+
+void tst_MainWindow::columnsFitTheirContents_data()
+{
+    QTest::addColumn<bool>("cameras");
+    QTest::newRow("camera table") << true;
+    QTest::newRow("hot pixel table") << false;
+}
+
+void tst_MainWindow::columnsFitTheirContents()
+{
+    QFETCH(bool, cameras);
+    QVERIFY(start());
+    QTableView *view = table(cameras);
+    if (cameras)
+        QTRY_COMPARE_WITH_TIMEOUT(view->model()->rowCount(), 3, 10000);
+    else
+        listModel()->addPixel(QPoint(1234, 1023));
+    // The last column stretches; every other one is as wide as its contents.
+    for (int column = 0; column < view->model()->columnCount() - 1; ++column) {
+        const int shown = view->columnWidth(column);
+        view->resizeColumnToContents(column);
+        QCOMPARE(shown, view->columnWidth(column));
+    }
+}
+
+void tst_MainWindow::dockSizesRestored()
+{
+    QVERIFY(start(false));
+    auto *dock = child<QDockWidget>("MagnifierDock");
+    win->resizeDocks({dock}, {420}, Qt::Horizontal);
+    QTRY_COMPARE(dock->width(), 420);
+    child<QDockWidget>("BadpixelListDock")->raise();
+    m_window.reset();
+    m_window = std::make_unique<MainWindow>();
+    win = m_window.get();
+    win->show();
+    QVERIFY(QTest::qWaitForWindowExposed(win));
+    QTRY_COMPARE(child<QDockWidget>("MagnifierDock")->width(), 420);
+    // The camera list is the tab in front, whatever tab was in front before.
+    QVERIFY(!child<QDockWidget>("CameraListDock")->visibleRegion().isEmpty());
+    QVERIFY(child<QDockWidget>("BadpixelListDock")->visibleRegion().isEmpty());
+}
+
+void tst_MainWindow::listCommandsConfirm_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("typed"); // the file name as typed, without a suffix
+    QTest::addColumn<QString>("shown"); // %1 stands for the file's path
+    QTest::newRow("write") << "&Write hot pixel" << QString()
+                           << "Hot pixels written into the camera: 2";
+    QTest::newRow("save") << "&Save hot pixel list"
+                          << "mylist"
+                          << "Hot pixels saved to %1.bin: 2";
+    QTest::newRow("export") << "&Export hot pixel list"
+                            << "mylist"
+                            << "Hot pixels exported to %1.txt: 2";
+    QTest::newRow("load") << "&Load hot pixel list"
+                          << "saved"
+                          << "Hot pixels loaded from %1.bin: 1";
+    QTest::newRow("import") << "&Import hot pixel list"
+                            << "exported"
+                            << "Hot pixels imported from %1.txt: 3";
+}
+
+void tst_MainWindow::listCommandsConfirm()
+{
+    QFETCH(QString, command);
+    QFETCH(QString, typed);
+    QFETCH(QString, shown);
+    QVERIFY(start());
+    QVERIFY(openCamera(mono));
+    BadpixelListModel *model = listModel();
+    const QString path = m_sim->root() + '/' + typed;
+    if (command.startsWith(QLatin1String("&Load"))) { // a file of one pixel to load
+        model->addPixel(QPoint(21, 22));
+        answerFileDialog(path);
+        action("&Save hot pixel list")->trigger();
+        QVERIFY(QFile::exists(path + ".bin"));
+    }
+    if (command.startsWith(QLatin1String("&Import"))) {
+        QFile file(path + ".txt");
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("1 2 1\n3 4 1\n5 6 7\n");
+    }
+    model->addPixel(QPoint(1, 1));
+    model->addPixel(QPoint(2, 2));
+    if (typed.isEmpty())
+        answerMessageBox(QMessageBox::Yes);
+    else
+        answerFileDialog(path);
+    action(command.toLatin1().constData())->trigger();
+    QCOMPARE(message(), shown.arg(path));
+    if (command.startsWith(QLatin1String("&Save")) || command.startsWith(QLatin1String("&Export")))
+        QVERIFY(QFile::exists(path + shown.section(':', 0, 0).right(4)));
+}
+
+void tst_MainWindow::lostCameraAndFailedOpen()
+{
+    QVERIFY(start());
+    QVERIFY(openCamera(mono));
+    QCOMPARE(tvsim_plug(mono, 0), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(
+            message(), QStringLiteral("The camera was disconnected; waiting for it to come back."),
+            10000);
+    QCOMPARE(tvsim_plug(mono, 1), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(message(), QStringLiteral("The camera is back."), 10000);
+
+    // A failed open of another camera leaves nothing of this one.
+    auto frames = [&] { return status().section('\n', 4, 4); };
+    QTRY_VERIFY_WITH_TIMEOUT(frames() != QLatin1String("Frames: 0") && !frames().isEmpty(), 10000);
+    answerMessageBox(QMessageBox::Ok);
+    table(true)->selectRow(rowOf(bayer));
+    tvsim_inject("tv_InitCamera", 1, 1);
+    action("&Open camera")->trigger();
+    QCOMPARE(message(), QStringLiteral("Could not initialize camera."));
+    const QLabel *image = child<DisplayWidget>()->imageLabel;
+    QVERIFY(!image->isVisible() && image->pixmap(Qt::ReturnByValue).isNull());
+    QVERIFY(child<Magnifier>()->pixmap(Qt::ReturnByValue).isNull());
+    QVERIFY(status().endsWith(QLatin1String("\nFrames: 0\nFailed: 0\nFPS: 0")));
+}
+
+namespace {
+
+// The whole list as a sorted text, every class and the factory rows too.
+QString listText()
+{
+    QStringList rows;
+    for (const BadpixelEntry &entry : listModel()->pixels())
+        rows << QStringLiteral("%1,%2,%3").arg(entry.x).arg(entry.y).arg(entry.pixelClass);
+    rows.sort();
+    return rows.join(' ');
+}
+
+} // namespace
+
+void tst_MainWindow::undoRedo_data()
+{
+    QTest::addColumn<ListStep>("step");
+    QTest::addColumn<bool>("camera");
+    QTest::newRow("add") << ListStep::Add << true;
+    QTest::newRow("delete") << ListStep::Delete << false;
+    QTest::newRow("clear") << ListStep::Clear << false;
+    QTest::newRow("detection") << ListStep::Detect << false;
+    QTest::newRow("detection, old list cleared") << ListStep::DetectCleared << false;
+    QTest::newRow("import") << ListStep::Import << false;
+    QTest::newRow("load") << ListStep::Load << true;
+    QTest::newRow("failed load") << ListStep::FailedLoad << true;
+}
+
+void tst_MainWindow::undoRedo()
+{
+    QFETCH(ListStep, step);
+    QFETCH(bool, camera);
+    QVERIFY(start(camera));
+    if (camera)
+        QVERIFY(openCamera(mono));
+    BadpixelListModel *model = listModel();
+    const QString path = m_sim->root() + QStringLiteral("/list");
+    model->addPixel(QPoint(21, 22));
+    model->addPixel(QPoint(5, 5));
+    if (step == ListStep::Load) { // a file of one pixel to load
+        answerFileDialog(path + ".bin");
+        action("&Save hot pixel list")->trigger();
+    }
+    QFile file(path + (step == ListStep::Import ? ".txt" : ".bin"));
+    if (step == ListStep::Import || step == ListStep::FailedLoad) {
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("12 345 1\n7 8 3\n");
+        file.close();
+    }
+    model->addPixel(QPoint(9, 9));
+    const QString before = listText();
+
+    switch (step) {
+    case ListStep::Add:
+        emit child<DisplayWidget>()->positionClicked(QPoint(300, 200));
+        action("&Add hot pixel")->trigger();
+        break;
+    case ListStep::Delete:
+        emit child<DisplayWidget>()->positionClicked(QPoint(5, 5));
+        action("&Delete hot pixel")->trigger();
+        break;
+    case ListStep::Clear:
+        action("Clear user hot pixel")->trigger();
+        break;
+    case ListStep::Detect:
+    case ListStep::DetectCleared:
+        startRun(step == ListStep::DetectCleared);
+        for (int i = 0; i < 11; ++i)
+            feed(3); // three bright pixels at the top left
+        break;
+    case ListStep::Import:
+    case ListStep::Load:
+    case ListStep::FailedLoad:
+        if (step == ListStep::FailedLoad)
+            answerMessageBox(QMessageBox::Ok);
+        answerFileDialog(file.fileName());
+        action(step == ListStep::Import ? "&Import hot pixel list" : "&Load hot pixel list")
+                ->trigger();
+        break;
+    }
+    const QString after = listText();
+    QVERIFY2(after != before, qPrintable(after));
+    // The keys reach the window once the dialogue of a run is closed.
+    for (DetectionDialogue *dialogue : win->findChildren<DetectionDialogue *>())
+        dialogue->hide();
+    win->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(win));
+
+    QTest::keySequence(win, QKeySequence::Undo);
+    QCOMPARE(listText(), before);
+    QTest::keySequence(win, QKeySequence::Redo);
+    QCOMPARE(listText(), after);
+    QTest::keySequence(win, QKeySequence::Undo);
+    QCOMPARE(listText(), before);
+    // Once undone, the step is all there was to undo.
+    QVERIFY(!findAction(win, QStringLiteral("&Undo"))->isEnabled());
 }
 
 QTEST_MAIN(tst_MainWindow)
