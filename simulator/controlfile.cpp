@@ -50,6 +50,7 @@ bool ControlFile::update(const std::function<void(ControlState &)> &change) cons
     if (lockFd < 0)
         return false;
     while (::flock(lockFd, LOCK_EX) != 0) { }
+    removeStaleTemporaries(m_path); // every writer holds the lock
     ControlState state = read();
     change(state);
     std::ostringstream out;

@@ -2,6 +2,10 @@
 
 #include "simulator/statustable.h"
 
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -129,6 +133,22 @@ uint32_t crc32(const unsigned char *data, size_t size, uint32_t crc)
     return ~crc;
 }
 
+void removeStaleTemporaries(const std::string &path)
+{
+    const QFileInfo target(QFile::decodeName(path.c_str()));
+    const QRegularExpression temporary(QLatin1String("\\A")
+                                       + QRegularExpression::escape(target.fileName())
+                                       + QLatin1String("\\.(tmp\\.[0-9]+|[A-Za-z0-9]{6})\\z"));
+    QDir folder = target.dir();
+    const QStringList candidates
+            = folder.entryList({target.fileName() + QLatin1String(".*")},
+                               QDir::Files | QDir::Hidden | QDir::System | QDir::NoSymLinks);
+    for (const QString &name : candidates) {
+        if (temporary.match(name).hasMatch())
+            folder.remove(name);
+    }
+}
+
 bool writeFileAtomically(const std::string &path, const std::vector<unsigned char> &data)
 {
     const std::string temporary = path + ".tmp." + std::to_string(::getpid());
@@ -183,10 +203,10 @@ ListFile::State ListFile::loadState(const std::string &path)
 {
     State state;
     std::vector<unsigned char> data;
-    if (!readFile(path, kHeaderSize + 4 * 65536 + kTrailerSize, &data))
+    if (!readFile(path, kHeaderSize + 4 * size_t(kUserListLimit) + kTrailerSize, &data))
         return state; // no state yet: an empty user list, firmware as delivered
     uint16_t flags = 0;
-    const int32_t status = decode(data, "TVST", 65535, &flags, &state.userList);
+    const int32_t status = decode(data, "TVST", kUserListLimit, &flags, &state.userList);
     if (status != Success) {
         std::fprintf(stderr,
                      "tavo_api: the camera state file %s is unreadable (%s); "
@@ -200,6 +220,7 @@ ListFile::State ListFile::loadState(const std::string &path)
 
 bool ListFile::saveState(const std::string &path, const State &state)
 {
+    removeStaleTemporaries(path);
     return writeFileAtomically(path, encode("TVST", state.firmwareCurrent ? 1 : 0, state.userList));
 }
 

@@ -3,6 +3,8 @@
 #include "camera/tavo_api.h"
 #include "simulator/tavosim_control.h"
 
+#include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -12,16 +14,21 @@
 
 namespace {
 
-const char kUsage[] = "usage: tavo-sim COMMAND [ARGUMENTS]\n"
-                      "  list                           the cameras and their state\n"
-                      "  unplug SERIAL                  remove a camera\n"
-                      "  plug SERIAL                    attach it again\n"
-                      "  cover SERIAL                   cover its lens (dark frames)\n"
-                      "  uncover SERIAL                 open its lens\n"
-                      "  fail FUNCTION STATUS [COUNT]   make tv_FUNCTION return STATUS for its\n"
-                      "                                 next COUNT calls (none or 0: always)\n"
-                      "  reset                          clear faults, plug in and uncover all\n"
-                      "  hold SERIAL                    keep the camera open until killed\n";
+const char kUsage[]
+        = "usage: tavo-sim COMMAND [ARGUMENTS]\n"
+          "  list                           the cameras and their state\n"
+          "  unplug SERIAL                  remove a camera\n"
+          "  plug SERIAL                    attach it again\n"
+          "  cover SERIAL                   cover its lens (dark frames)\n"
+          "  uncover SERIAL                 open its lens\n"
+          "  fail FUNCTION STATUS [COUNT]   make tv_FUNCTION return STATUS for its\n"
+          "                                 next COUNT calls (none or 0: always)\n"
+          "  reset                          clear faults, plug in and uncover all\n"
+          "  hold SERIAL                    keep the camera open until killed\n"
+          "  truth SERIAL [--json] [--exposure MS] [--gain GAIN]\n"
+          "                                 the hot pixels the sensor really has: x, y,\n"
+          "                                 dark signal at that exposure (300) and\n"
+          "                                 gain (50), \"factory\" when in the factory list\n";
 
 int usage(const char *problem = nullptr)
 {
@@ -111,6 +118,88 @@ int hold(const char *serial)
     return 0;
 }
 
+// A string as a JSON string literal.
+std::string jsonString(const char *text)
+{
+    std::string quoted = "\"";
+    for (const char *c = text; *c; ++c) {
+        if (*c == '"' || *c == '\\') {
+            quoted += '\\';
+            quoted += *c;
+        } else if (static_cast<unsigned char>(*c) < 0x20) {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\u%04x",
+                          unsigned(static_cast<unsigned char>(*c)));
+            quoted += escape;
+        } else {
+            quoted += *c;
+        }
+    }
+    return quoted + '"';
+}
+
+// The camera's real hot pixels, ordered by row and column, with their dark
+// signal: the grey values they read above the black level of a covered frame
+// at this exposure and gain, the scale of a detection threshold.
+int truth(const char *serial, bool json, double exposure, int gain)
+{
+    const int count = tvsim_defects(serial, nullptr, 0);
+    if (count < 0)
+        return tvsim_config_valid() ? unknownCamera(serial) : 1;
+    std::vector<TvsimDefect> defects(size_t(count) + 1);
+    defects.resize(
+            size_t(std::max(0, std::min(count, tvsim_defects(serial, defects.data(), count)))));
+    std::sort(defects.begin(), defects.end(), [](const TvsimDefect &a, const TvsimDefect &b) {
+        return a.y != b.y ? a.y < b.y : a.x < b.x;
+    });
+    if (json)
+        std::printf("{\"serial\": %s, \"pixels\": [", jsonString(serial).c_str());
+    bool first = true;
+    for (const TvsimDefect &defect : defects) {
+        const long strength = std::lround(tvsim_dark_signal(defect.strength, exposure, gain));
+        if (json) {
+            std::printf("%s\n  {\"x\": %u, \"y\": %u, \"strength\": %ld, \"factory\": %s}",
+                        first ? "" : ",", defect.x, defect.y, strength,
+                        defect.factory ? "true" : "false");
+        } else {
+            std::printf("%u %u %ld%s\n", defect.x, defect.y, strength,
+                        defect.factory ? " factory" : "");
+        }
+        first = false;
+    }
+    if (json)
+        std::printf("%s]}\n", first ? "" : "\n");
+    return 0;
+}
+
+int truthCommand(int arguments, char **argv)
+{
+    const char *serial = nullptr;
+    bool json = false;
+    int exposure = 300;
+    int gain = 50;
+    for (int i = 0; i < arguments; ++i) {
+        const std::string argument = argv[i];
+        if (argument == "--json") {
+            json = true;
+        } else if (argument == "--exposure" || argument == "--gain") {
+            int *value = argument == "--exposure" ? &exposure : &gain;
+            if (i + 1 >= arguments || !parseInt(argv[i + 1], value))
+                return usage((argument + " needs a number").c_str());
+            ++i;
+        } else if (!serial && argument.compare(0, 1, "-") != 0) {
+            serial = argv[i];
+        } else {
+            return usage(("truth does not take \"" + argument + "\"").c_str());
+        }
+    }
+    if (!serial)
+        return usage("truth needs one serial number");
+    if (exposure <= 0 || gain < 0 || gain > 100)
+        return usage("the exposure must be above 0 ms and the gain 0 to 100");
+    return truth(serial, json, exposure, gain);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -149,6 +238,8 @@ int main(int argc, char **argv)
         }
         return 0;
     }
+    if (command == "truth")
+        return truthCommand(arguments, argv + 2);
     if (command == "fail") {
         if (arguments != 2 && arguments != 3)
             return usage("fail needs a function, a status and maybe a count");

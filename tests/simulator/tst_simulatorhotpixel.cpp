@@ -61,6 +61,8 @@ class tst_SimulatorHotpixel : public QObject
 private slots:
     void cameraLists();
     void persistence();
+    void staleTemporaries_data();
+    void staleTemporaries();
     void softListFile();
     void softListFileFaults_data();
     void softListFileFaults();
@@ -134,6 +136,43 @@ void tst_SimulatorHotpixel::persistence()
     file.close();
     SimCamera camera(1, false);
     QCOMPARE(readList(camera.handle, TV_HP_USER_LIST_COUNT, TV_HP_USER_LIST_READ), words({}));
+}
+
+void tst_SimulatorHotpixel::staleTemporaries_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("removed");
+
+    // What a process killed during a write of the state leaves behind.
+    QTest::newRow("named by pid") << "HP1.state.tmp.4242" << true;
+    QTest::newRow("named at random") << "HP1.state.qieqVG" << true;
+    // Anything else stays.
+    QTest::newRow("not a pid") << "HP1.state.tmp.x1" << false;
+    QTest::newRow("five letters") << "HP1.state.notes" << false;
+    QTest::newRow("seven letters") << "HP1.state.backup1" << false;
+    QTest::newRow("no dot") << "HP1.stateqieqVG" << false;
+    QTest::newRow("other camera") << "HP2.state.tmp.4242" << false;
+}
+
+// Stale temporary files of the camera's state go when it is opened and
+// before each write of its state.
+void tst_SimulatorHotpixel::staleTemporaries()
+{
+    QFETCH(QString, name);
+    QFETCH(bool, removed);
+    TestUtil::SimEnvironment environment(kSmallFleet);
+    const QString path = environment.stateDir() + '/' + name;
+    const auto leave = [&path] {
+        QFile file(path);
+        return file.open(QIODevice::WriteOnly) && file.write("TVST") == 4;
+    };
+    QVERIFY(leave());
+    SimCamera camera(1, false);
+    QCOMPARE(camera.status, TV_SUCCESS);
+    QCOMPARE(QFile::exists(path), !removed);
+    QVERIFY(leave());
+    QCOMPARE(writeList(camera.handle, TV_HP_USER_LIST_WRITE, words({{7, 8}})), TV_SUCCESS);
+    QCOMPARE(QFile::exists(path), !removed);
 }
 
 void tst_SimulatorHotpixel::softListFile()
