@@ -1,4 +1,5 @@
 #include "app/mainwindow.h"
+#include "app/statusfields.h"
 #include "ui_mainwindow.h"
 
 #include "controls/dialog_about.h"
@@ -143,10 +144,10 @@ void MainWindow::createCameraListDock()
     fitColumnsOnChange(m_cameraListView);
     m_cameraListView->setContextMenuPolicy(Qt::CustomContextMenu);
 
-    // 1
+    // A right click anywhere opens the menu at the pointer; a double click on
+    // any cell opens the camera of its row.
     connect(m_cameraListView, &QWidget::customContextMenuRequested, this,
             &MainWindow::showCameraListContextMenu);
-    // 2
     connect(m_cameraListView, &QAbstractItemView::doubleClicked, this, &MainWindow::openCamera);
 
     m_cameraListDock->setWidget(m_cameraListView);
@@ -178,7 +179,7 @@ void MainWindow::createBadpixelListDock()
     horizontal->setStretchLastSection(true);
     fitColumnsOnChange(m_badpixelListView);
 
-    // 3
+    // No double-click action on this table: the list changes only by commands.
     connect(m_badpixelListView, &QWidget::customContextMenuRequested, this,
             &MainWindow::showBadpixelListContextMenu);
 
@@ -194,12 +195,12 @@ void MainWindow::createMagnifierDock()
     m_magnifierDock->setAllowedAreas(Qt::LeftDockWidgetArea | Qt::RightDockWidgetArea);
 
     m_magnifierControl = new MagnifierControl(m_magnifierDock);
-    // 4
+    // The slots that feed the magnifier test m_magnifierControl, which goes
+    // null with the dock.
     connect(m_magnifierDock, &QObject::destroyed, this, &MainWindow::clearMagnifier);
-    // 5
+    // The focus pixel goes both ways between the window and the magnifier.
     connect(this, &MainWindow::magnifierPositionChanged, m_magnifierControl->magnifier,
             &Magnifier::setPosition);
-    // 6
     connect(m_magnifierControl->magnifier, &Magnifier::changePosition, this,
             &MainWindow::setMagnifierPosition);
 
@@ -220,21 +221,17 @@ void MainWindow::createCameraSliderDock()
     m_cameraSliderDock->setWidget(block);
     addDockWidget(Qt::LeftDockWidgetArea, m_cameraSliderDock);
 
-    // 7
+    // Each row sends the user's value to the camera, and the camera's range
+    // and value come back to the row.
     connect(block->framerate, &DoubleParameterWidget::valueChanged, &m_camera,
             &Camera::setFramerate);
-    // 8
     connect(&m_camera, &Camera::framerateChanged, block->framerate,
             &DoubleParameterWidget::setParam);
-    // 9
     connect(block->exposure, &DoubleParameterWidget::valueChanged, &m_camera, &Camera::setExposure);
-    // 10
     connect(&m_camera, &Camera::exposureChanged, block->exposure, &DoubleParameterWidget::setParam);
-    // 11
     connect(block->mastergain, &ParameterWidget::valueChanged, &m_camera, &Camera::setMastergain);
-    // 12
     connect(&m_camera, &Camera::mastergainChanged, block->mastergain, &ParameterWidget::setParam);
-    // 13: the rows are live only while a camera is open
+    // The rows are live only while a camera is open.
     connect(this, &MainWindow::cameraOpened, block, &QWidget::setEnabled);
 
     block->setEnabled(false);
@@ -334,9 +331,7 @@ void MainWindow::showNoCamera()
         m_magnifierControl->magnifier->QLabel::clear();
     setMagnifierPosition(QPoint(0, 0));
     // The list counts keep their last text: the timer that rewrites them has stopped.
-    m_labelFrames->setText(QStringLiteral("Frames: 0"));
-    m_labelFailed->setText(QStringLiteral("Failed: 0"));
-    m_labelFps->setText(QStringLiteral("FPS: 0"));
+    m_statusFields->clearCounters();
 }
 
 void MainWindow::onCameraDisconnect()
@@ -409,21 +404,9 @@ void MainWindow::newImage(QImage &image)
 void MainWindow::updateStatus()
 {
     try {
-        int user = 0;
-        int factory = 0;
-        const QList<BadpixelEntry> entries = m_badpixelListModel.pixels();
-        for (const BadpixelEntry &entry : entries) {
-            if (entry.pixelClass == 1)
-                ++user;
-            else
-                ++factory;
-        }
-        m_labelFactory->setText(QStringLiteral("F: %1").arg(factory));
-        m_labelUser->setText(QStringLiteral("U: %1").arg(user));
-        m_labelFrames->setText(QStringLiteral("Frames: %1").arg(m_camera.frameCount()));
-        m_labelFailed->setText(QStringLiteral("Failed: %1").arg(m_camera.failedFrameCount()));
-        m_labelFps->setText(QStringLiteral("FPS: ")
-                            + QString::number(m_camera.framesPerSecond(), 'f', 2));
+        m_statusFields->showListCounts(m_badpixelListModel.pixels());
+        m_statusFields->showCounters(m_camera.frameCount(), m_camera.failedFrameCount(),
+                                     m_camera.framesPerSecond());
     } catch (const std::runtime_error &e) {
         statusBar()->showMessage(exceptionText(e), 2000);
     }
@@ -431,8 +414,7 @@ void MainWindow::updateStatus()
 
 void MainWindow::updateStatusPosition(QPoint position)
 {
-    m_labelX->setText(QStringLiteral("x: %1").arg(position.x()));
-    m_labelY->setText(QStringLiteral("y: %1").arg(position.y()));
+    m_statusFields->showPosition(position);
 }
 
 void MainWindow::updateScaleFactor(int scale)
@@ -967,6 +949,16 @@ void MainWindow::createMenus()
     createCameraSliderDock();
     tabifyDockWidget(m_cameraListDock, m_badpixelListDock);
 
+    createToolBar();
+    // The status fields stand at the right-hand end; the left part is for messages.
+    m_statusFields = std::make_unique<StatusFields>(ui->statusBar);
+
+    createMenuBar();
+}
+
+// The commands that stand in no menu of the menu bar are on the tool bar.
+void MainWindow::createToolBar()
+{
     QToolBar *toolBar = ui->mainToolBar;
     toolBar->addAction(m_actOpenCamera);
     toolBar->addAction(m_actCloseCamera);
@@ -979,31 +971,11 @@ void MainWindow::createMenus()
     toolBar->addSeparator();
     toolBar->addAction(m_actHighlight);
     toolBar->addAction(m_actZoom);
+}
 
-    // The status fields stand at the right-hand end; the left part is for messages.
-    QStatusBar *bar = ui->statusBar;
-    m_labelX = new QLabel(bar);
-    m_labelY = new QLabel(bar);
-    m_labelUser = new QLabel(bar);
-    m_labelFactory = new QLabel(bar);
-    m_labelFrames = new QLabel(bar);
-    m_labelFailed = new QLabel(bar);
-    m_labelFps = new QLabel(bar);
-    m_labelUser->setMinimumWidth(40);
-    m_labelFactory->setMinimumWidth(40);
-    m_labelX->setMinimumWidth(44);
-    m_labelY->setMinimumWidth(44);
-    m_labelFrames->setMinimumWidth(64);
-    m_labelFailed->setMinimumWidth(64);
-    m_labelFps->setMinimumWidth(72);
-    bar->addPermanentWidget(m_labelUser, 0);
-    bar->addPermanentWidget(m_labelFactory, 0);
-    bar->addPermanentWidget(m_labelX, 0);
-    bar->addPermanentWidget(m_labelY, 0);
-    bar->addPermanentWidget(m_labelFrames, 0);
-    bar->addPermanentWidget(m_labelFailed, 0);
-    bar->addPermanentWidget(m_labelFps, 0);
-
+// File, Edit, View and Help, with the actions that only the menus hold.
+void MainWindow::createMenuBar()
+{
     QMenuBar *menus = ui->menuBar;
     QMenu *fileMenu = new QMenu(tr("&File"), menus);
     menus->addMenu(fileMenu);
@@ -1022,11 +994,8 @@ void MainWindow::createMenus()
     fileMenu->addAction(actImport);
     fileMenu->addSeparator();
     fileMenu->addAction(actExit);
-    // 14
     connect(actExport, &QAction::triggered, this, &MainWindow::exportBadpixelList);
-    // 15
     connect(actImport, &QAction::triggered, this, &MainWindow::importBadpixelList);
-    // 16
     connect(actExit, &QAction::triggered, this, &QWidget::close);
 
     QMenu *editMenu = new QMenu(tr("&Edit"), menus);
@@ -1054,16 +1023,11 @@ void MainWindow::createMenus()
     viewMenu->addAction(m_actViewCameraSlider);
     viewMenu->addSeparator();
     viewMenu->addAction(m_actHighlight);
-    // 17
     connect(viewMenu, &QMenu::aboutToShow, this, &MainWindow::onMenuShow);
-    // 18
     connect(m_actViewCameraList, &QAction::triggered, this, &MainWindow::onShowHideCameraListDock);
-    // 19
     connect(m_actViewBadpixelList, &QAction::triggered, this,
             &MainWindow::onShowHideBadpixelListDock);
-    // 20
     connect(m_actViewMagnifier, &QAction::triggered, this, &MainWindow::onShowHideMagnifierDock);
-    // 21
     connect(m_actViewCameraSlider, &QAction::triggered, this,
             &MainWindow::onShowHideCameraSliderDock);
 
@@ -1076,7 +1040,7 @@ void MainWindow::createMenus()
 
 void MainWindow::createConnections()
 {
-    // Commands (22 to 35)
+    // The commands. Each action has one slot, so their order is free.
     connect(m_actOpenCamera, &QAction::triggered, this, &MainWindow::openCamera);
     connect(m_actCloseCamera, &QAction::triggered, this, &MainWindow::closeCamera);
     connect(m_actSaveList, &QAction::triggered, this, &MainWindow::saveBadpixelList);
@@ -1092,8 +1056,13 @@ void MainWindow::createConnections()
     connect(m_actAbout, &QAction::triggered, this, &MainWindow::openHelpAboutWindow);
     connect(m_actCorrection, &QAction::triggered, this, &MainWindow::onHotpixelCorrection);
 
-    // Opening (36 to 39) and closing (40 to 43): where several slots hang on
-    // one signal, this is their calling order.
+    // Where several slots hang on one signal, the order below is their calling
+    // order. On opening: the camera list learns the open camera first, so that
+    // the update at the end marks its row "opened" and the enabled states follow
+    // it; the hot pixel list is read before the parameter rows come alive. On
+    // closing: the camera list forgets the camera before its update, so the row
+    // reads "free" at once, and the hot pixel list empties before the rows go
+    // dead.
     connect(&m_camera, &Camera::cameraOpened, &m_cameraListModel, &CameraListModel::setOpenCamera);
     connect(&m_camera, &Camera::cameraOpened, &m_badpixelListModel,
             &BadpixelListModel::getBadpixelList);
@@ -1106,19 +1075,22 @@ void MainWindow::createConnections()
             &BadpixelListModel::clearBadpixelList);
     connect(&m_camera, &Camera::cameraClosed, this, &MainWindow::onCameraClosed);
 
-    // Frames and messages (44, 45)
+    // Frames reach the magnifier and the display before a detection run sees
+    // them; a failure inside the camera goes to the status bar as it stands.
     connect(&m_camera, &Camera::newImage, this, &MainWindow::newImage);
     connect(&m_camera, &Camera::displayError, ui->statusBar, &QStatusBar::showMessage);
     connectDetectionRun();
 
-    // Devices coming and going (46 to 49)
+    // Devices coming and going: any device refreshes the camera list; only the
+    // open camera's own loss and return reach the window.
     connect(&m_camera, &Camera::cameraNewDevice, &m_cameraListModel, &CameraListModel::updateList);
     connect(&m_camera, &Camera::cameraRemovedDevice, &m_cameraListModel,
             &CameraListModel::updateList);
     connect(&m_camera, &Camera::cameraRemoved, this, &MainWindow::onCameraDisconnect);
     connect(&m_camera, &Camera::cameraReconnect, this, &MainWindow::onCameraReconnect);
 
-    // The camera table (50 to 52)
+    // The enabled states follow both the camera list and its selection; a list
+    // with nothing selected gets its first row selected.
     connect(&m_cameraListModel, &CameraListModel::somethingChanged, this,
             &MainWindow::updateCameraActions);
     connect(&m_cameraListModel, &CameraListModel::rowToSelect, this,
@@ -1126,7 +1098,10 @@ void MainWindow::createConnections()
     connect(m_cameraSelection.get(), &QItemSelectionModel::selectionChanged, this,
             &MainWindow::updateCameraActions);
 
-    // The focus pixel (53 to 58)
+    // The focus pixel. A new selection and an edited row both end in
+    // setSelection, which moves the focus to the row's pixel; a click in the
+    // image moves it directly. Every move reaches the magnifier (connected
+    // with its dock, so first), then the status fields, then the display.
     connect(m_badpixelSelection.get(), &QItemSelectionModel::selectionChanged, this,
             &MainWindow::updateSelection);
     connect(&m_badpixelListModel, &QAbstractItemModel::dataChanged, this,
@@ -1138,7 +1113,7 @@ void MainWindow::createConnections()
     connect(this, &MainWindow::magnifierPositionChanged, ui->display,
             &DisplayWidget::updateMagnifierPosition);
 
-    // The status fields (59)
+    // The status fields are refreshed by the slow timer, never per frame.
     connect(m_statusTimer, &QTimer::timeout, this, &MainWindow::updateStatus);
 
     // Undo and redo of the hot pixel list. The history belongs to the list of

@@ -37,6 +37,7 @@ class Ui_MainWindow;
 QT_END_NAMESPACE
 
 class DetectionDialogue;
+class StatusFields;
 class MagnifierControl;
 
 class MainWindow : public QMainWindow
@@ -107,7 +108,11 @@ private slots:
 
 private:
     void createActions();
+    // Builds the docks, the tool bar, the status fields and the menu bar, in
+    // this order, so that the stored layout finds every dock by its name.
     void createMenus();
+    void createToolBar();
+    void createMenuBar();
     void createConnections();
     void readSettings();
     void writeSettings();
@@ -139,13 +144,7 @@ private:
     MagnifierControl *m_magnifierControl = nullptr;
     QDockWidget *m_cameraSliderDock = nullptr;
     PixelclassDelegate m_pixelclassDelegate;
-    QLabel *m_labelX = nullptr;
-    QLabel *m_labelY = nullptr;
-    QLabel *m_labelFrames = nullptr;
-    QLabel *m_labelFailed = nullptr;
-    QLabel *m_labelFps = nullptr;
-    QLabel *m_labelUser = nullptr;
-    QLabel *m_labelFactory = nullptr;
+    std::unique_ptr<StatusFields> m_statusFields; // its labels belong to the status bar
     QAction *m_actOpenCamera = nullptr;
     QAction *m_actCloseCamera = nullptr;
     QAction *m_actSaveList = nullptr;
