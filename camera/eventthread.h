@@ -44,6 +44,9 @@ public:
     // before finds nothing.
     int takeCoalescedCount() { return m_coalescedCount.exchange(0, std::memory_order_acq_rel); }
 
+    // How long a stop or a terminate() is waited for before giving up.
+    static constexpr unsigned long terminateWaitMs = 2000;
+
     unsigned int ownEvent() const { return m_ownEvent; }
     // The codes in force, own code last.
     const std::vector<unsigned int> &events() const { return m_events; }

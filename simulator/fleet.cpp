@@ -383,8 +383,17 @@ bool Fleet::load(const std::string &path, Fleet *fleet, std::string *error)
     QFile file(QString::fromStdString(path));
     if (!file.open(QIODevice::ReadOnly))
         return fail(error, file.errorString().toStdString());
+    constexpr qint64 kLimit = 16 << 20;
+    const QByteArray text = file.read(kLimit + 1);
+    if (text.size() > kLimit)
+        return fail(error, "the file is larger than 16 MiB");
+    return parse(text, fleet, error);
+}
+
+bool Fleet::parse(const QByteArray &text, Fleet *fleet, std::string *error)
+{
     QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &parseError);
+    const QJsonDocument document = QJsonDocument::fromJson(text, &parseError);
     if (parseError.error != QJsonParseError::NoError)
         return fail(error,
                     parseError.errorString().toStdString() + " at byte "

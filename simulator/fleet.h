@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+class QByteArray;
+
 namespace TavoSim {
 
 // A hot pixel of the simulated sensor. strength is its dark signal in grey
@@ -60,6 +62,8 @@ public:
     static Fleet builtIn();
     // Reads a configuration file; false with a reason in error when it can't.
     static bool load(const std::string &path, Fleet *fleet, std::string *error);
+    // The same for the text of a configuration.
+    static bool parse(const QByteArray &text, Fleet *fleet, std::string *error);
 
     std::vector<CameraProfile> cameras;
 };

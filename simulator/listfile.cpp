@@ -199,14 +199,30 @@ int32_t ListFile::loadSoftList(const std::string &path, uint32_t width, uint32_t
     return Success;
 }
 
+int32_t ListFile::parseState(const std::vector<unsigned char> &data, State *state)
+{
+    uint16_t flags = 0;
+    PixelList list;
+    const int32_t status = decode(data, "TVST", kUserListLimit, &flags, &list);
+    if (status != Success)
+        return status;
+    state->userList = std::move(list);
+    state->firmwareCurrent = flags & 1;
+    return Success;
+}
+
+std::vector<unsigned char> ListFile::encodeState(const State &state)
+{
+    return encode("TVST", state.firmwareCurrent ? 1 : 0, state.userList);
+}
+
 ListFile::State ListFile::loadState(const std::string &path)
 {
     State state;
     std::vector<unsigned char> data;
     if (!readFile(path, kHeaderSize + 4 * size_t(kUserListLimit) + kTrailerSize, &data))
         return state; // no state yet: an empty user list, firmware as delivered
-    uint16_t flags = 0;
-    const int32_t status = decode(data, "TVST", kUserListLimit, &flags, &state.userList);
+    const int32_t status = parseState(data, &state);
     if (status != Success) {
         std::fprintf(stderr,
                      "tavo_api: the camera state file %s is unreadable (%s); "
@@ -214,14 +230,13 @@ ListFile::State ListFile::loadState(const std::string &path)
                      path.c_str(), statusText(status));
         return State();
     }
-    state.firmwareCurrent = flags & 1;
     return state;
 }
 
 bool ListFile::saveState(const std::string &path, const State &state)
 {
     removeStaleTemporaries(path);
-    return writeFileAtomically(path, encode("TVST", state.firmwareCurrent ? 1 : 0, state.userList));
+    return writeFileAtomically(path, encodeState(state));
 }
 
 } // namespace TavoSim

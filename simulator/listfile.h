@@ -50,6 +50,11 @@ public:
     // error and read as an empty state.
     static State loadState(const std::string &path);
     static bool saveState(const std::string &path, const State &state);
+
+    // The state file's bytes: parseState checks them as loadState does and
+    // gives the status of the first fault (state is changed only on success).
+    static int32_t parseState(const std::vector<unsigned char> &data, State *state);
+    static std::vector<unsigned char> encodeState(const State &state);
 };
 
 } // namespace TavoSim

@@ -98,6 +98,16 @@ void tst_CameraListModel::openedAndInUse()
     model.clearOpenCamera();
     QTRY_COMPARE_WITH_TIMEOUT(cell(model, 0), QStringLiteral("free"), 10000);
 
+    // A serial number the library could not tell at opening is asked again.
+    camera.open(1);
+    QCOMPARE(tvsim_inject("tv_GetCameraInfo", 1, 1), 0);
+    model.setOpenCamera(&camera);
+    model.updateList();
+    QCOMPARE(cell(model, 0), QStringLiteral("opened"));
+    camera.close();
+    model.clearOpenCamera();
+    QTRY_COMPARE_WITH_TIMEOUT(cell(model, 0), QStringLiteral("free"), 10000);
+
     // A camera held by another process is "in use" and can't be opened here.
     TestUtil::SimHold hold(QStringLiteral("4103000102"));
     QVERIFY2(hold.isHolding(), qPrintable(hold.errors()));
