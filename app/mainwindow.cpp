@@ -11,6 +11,7 @@
 #include "display/magnifier.h"
 #include "display/magnifiercontrol.h"
 #include "hotpixel/badpixellistcommand.h"
+#include "hotpixel/userlistbackup.h"
 
 #include <QAction>
 #include <QCursor>
@@ -648,6 +649,19 @@ void MainWindow::writeBadpixelList()
         return;
     }
 
+    // A user list that could not be read at open would be replaced unseen.
+    if (m_badpixelListModel.userListReadFailed()) {
+        QMessageBox refusal(QMessageBox::Warning, tr("User list not read"),
+                            tr("The camera's user list could not be read when the camera was "
+                               "opened, so the list shown here may lack what the camera holds."),
+                            QMessageBox::Yes | QMessageBox::No, this);
+        refusal.setInformativeText(m_badpixelListModel.userListReadFailure() + QLatin1Char('\n')
+                                   + tr("Write the list shown here all the same?"));
+        refusal.setDefaultButton(QMessageBox::No);
+        if (refusal.exec() != QMessageBox::Yes)
+            return;
+    }
+
     QMessageBox box;
     box.setText(tr("This action will completely overwrite the user defined hot pixel list in the "
                    "EEPROM of the camera."));
@@ -658,10 +672,17 @@ void MainWindow::writeBadpixelList()
         return;
 
     try {
+        // A camera that held a list gets a copy of it kept before the write.
+        const UserListBackup backup;
+        const QStringList before = backup.copies(m_camera.serialNumber());
         m_badpixelListModel.writeBadpixelList(&m_camera);
-        statusBar()->showMessage(tr("Hot pixels written into the camera: %1")
-                                         .arg(countPixels(m_badpixelListModel, false)),
-                                 5000);
+        const QStringList copies = backup.copies(m_camera.serialNumber());
+        QString text = tr("Hot pixels written into the camera: %1")
+                               .arg(countPixels(m_badpixelListModel, false));
+        if (!copies.isEmpty() && (before.isEmpty() || copies.constLast() != before.constLast()))
+            text += tr("; its former list is kept in %1")
+                            .arg(QDir::toNativeSeparators(copies.constLast()));
+        statusBar()->showMessage(text, 10000);
     } catch (const std::exception &e) {
         QMessageBox::critical(this, tr("Write failed"), exceptionText(e), QMessageBox::Ok);
         statusBar()->showMessage(exceptionText(e), 2000);
@@ -1112,6 +1133,13 @@ void MainWindow::createConnections()
     connect(this, &MainWindow::magnifierPositionChanged, this, &MainWindow::updateStatusPosition);
     connect(this, &MainWindow::magnifierPositionChanged, ui->display,
             &DisplayWidget::updateMagnifierPosition);
+
+    // A list that could not be read at open is told at once; Write asks again.
+    // Queued, so that it stands after the messages of the opening that read it.
+    connect(
+            &m_badpixelListModel, &BadpixelListModel::listReadFailed, this,
+            [this](const QString &message) { statusBar()->showMessage(message, 10000); },
+            Qt::QueuedConnection);
 
     // The status fields are refreshed by the slow timer, never per frame.
     connect(m_statusTimer, &QTimer::timeout, this, &MainWindow::updateStatus);
