@@ -343,7 +343,7 @@ void MainWindow::onCameraDisconnect()
     QImage none;
     newImage(none);
     // Shown until the camera comes back or another message replaces it.
-    statusBar()->showMessage(tr("The camera was disconnected; waiting for it to come back."));
+    statusBar()->showMessage(tr("Camera disconnected; waiting for it to return."));
 }
 
 void MainWindow::onCameraReconnect()
@@ -357,8 +357,14 @@ void MainWindow::onCameraReconnect()
         if (status == QLatin1String("in use"))
             m_cameraListView->selectRow(row);
     }
+    // A poll may have marked the camera's new row "opened" already; its row is
+    // selected all the same, so that its commands come back with it.
+    for (int row = 0; row < m_cameraListModel.rowCount(); ++row) {
+        if (m_cameraListModel.cameraListEntry(row).open)
+            m_cameraListView->selectRow(row);
+    }
     ui->display->imageLabel->setVisible(true);
-    statusBar()->showMessage(tr("The camera is back."), 5000);
+    statusBar()->showMessage(tr("The camera has returned."), 5000);
 }
 
 void MainWindow::onSelectCameraRow(int row)

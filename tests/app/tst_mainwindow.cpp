@@ -705,12 +705,11 @@ void tst_MainWindow::lostCameraAndFailedOpen()
     QVERIFY(openCamera(mono));
     QCOMPARE(tvsim_plug(mono, 0), 0);
     QTRY_COMPARE_WITH_TIMEOUT(
-            message(), QStringLiteral("The camera was disconnected; waiting for it to come back."),
-            10000);
+            message(), QStringLiteral("Camera disconnected; waiting for it to return."), 10000);
     auto *display = child<DisplayWidget>();
     QVERIFY(!display->imageLabel->isVisible());
     QCOMPARE(tvsim_plug(mono, 1), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(message(), QStringLiteral("The camera is back."), 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(message(), QStringLiteral("The camera has returned."), 10000);
     QVERIFY(display->imageLabel->isVisible());
     QTRY_COMPARE_WITH_TIMEOUT(statusOf(mono), QStringLiteral("opened"), 10000);
     display->clear();
@@ -1029,9 +1028,11 @@ void tst_MainWindow::reconnectSelectsInUse()
                     selected << rows.indexes().value(3).data().toString();
             });
     QCOMPARE(tvsim_plug(mono, 1), 0);
-    // The return selects every row that reads "in use"; whether the camera's
-    // own row still does depends on whether a poll has already marked it.
+    // The return selects every row that reads "in use", and the camera's own
+    // row last, whether or not a poll has marked it "opened" already.
     QTRY_VERIFY_WITH_TIMEOUT(selected.contains(QLatin1String(softwareOnly)), 10000);
+    QTRY_COMPARE(selected.last(), QString::fromLatin1(mono));
+    QVERIFY(action("&Close camera")->isEnabled());
 }
 
 QTEST_MAIN(tst_MainWindow)
