@@ -53,7 +53,7 @@ const QVector<CommandRule> &commandRules()
             {"save", 2, {}},
             {"load", 2, {"write"}},
             {"clear", -1, {"all"}},
-            {"convert", 2, {"from", "to"}},
+            {"convert", 2, {"from", "to", "height"}},
             {"histogram", 1, {"json", "png"}},
     };
     return rules;
@@ -238,6 +238,10 @@ int SpeckmendCli::run(const QStringList &arguments)
              QStringLiteral("FORMAT")},
             {QStringLiteral("to"), QStringLiteral("Format of OUT: text, dcraw or siril."),
              QStringLiteral("FORMAT")},
+            {QStringLiteral("height"),
+             QStringLiteral("The sensor's height in rows, for a Siril list, which counts the "
+                            "rows from the bottom."),
+             QStringLiteral("ROWS")},
             {QStringLiteral("png"), QStringLiteral("Draws the histogram as a chart into FILE."),
              QStringLiteral("FILE")},
     });
@@ -250,7 +254,7 @@ int SpeckmendCli::run(const QStringList &arguments)
         error(parser.errorText());
         return Usage;
     }
-    if (parser.isSet(help)) {
+    if (parser.isSet(help) || parser.isSet(QStringLiteral("help-all"))) {
         *m_out << parser.helpText();
         return Done;
     }
@@ -377,8 +381,21 @@ int SpeckmendCli::convert()
             return Usage;
         }
     }
+    int height = 0;
+    if (m_parser->isSet(QStringLiteral("height"))) {
+        bool ok = false;
+        height = m_parser->value(QStringLiteral("height")).toInt(&ok);
+        if (!ok || height < 1 || height > 65536) {
+            error(QStringLiteral("the height is a number of rows from 1 to 65536"));
+            return Usage;
+        }
+    } else if (from == PixelListFile::Siril || to == PixelListFile::Siril) {
+        error(QStringLiteral("a Siril list counts the rows from the bottom; give the sensor's "
+                             "height with --height"));
+        return Usage;
+    }
     try {
-        PixelListFile::write(out, to, PixelListFile::read(in, from));
+        PixelListFile::write(out, to, PixelListFile::read(in, from, height), height);
     } catch (const std::exception &e) {
         error(QString::fromUtf8(e.what()));
         return Failed;
@@ -434,7 +451,8 @@ int SpeckmendCli::perCamera(const QString &command)
     }
     if (m_json && !json.isEmpty()) {
         *m_out << (all ? QJsonDocument(json) : QJsonDocument(json.at(0).toObject()))
-                          .toJson(QJsonDocument::Compact) << '\n';
+                          .toJson(QJsonDocument::Compact)
+               << '\n';
     }
     m_out->flush();
     return result;

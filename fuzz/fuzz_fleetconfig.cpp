@@ -16,6 +16,11 @@ extern "C" const char *__lsan_default_suppressions()
     return "leak:libQt5Core.so\n";
 }
 
+extern "C" const char *__lsan_default_options()
+{
+    return "print_suppressions=0";
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     TavoSim::Fleet fleet;

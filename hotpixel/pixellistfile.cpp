@@ -22,6 +22,14 @@ int coordinate(const QString &word, bool *ok)
     return int(value);
 }
 
+// Siril counts the rows from the bottom; a list of it needs the height.
+void needHeight(PixelListFile::Format format, int height)
+{
+    if (format == PixelListFile::Siril && (height < 1 || height > 0x10000))
+        fail(QStringLiteral("a Siril list counts the rows from the bottom of the picture: the "
+                            "sensor's height in rows is needed"));
+}
+
 } // namespace
 
 PixelListFile::Format PixelListFile::formatFromName(const QString &name)
@@ -63,8 +71,10 @@ PixelListFile::Format PixelListFile::formatFromFileName(const QString &fileName)
     return Unknown;
 }
 
-QVector<QPoint> PixelListFile::parse(const QString &text, Format format, const QString &fileName)
+QVector<QPoint> PixelListFile::parse(const QString &text, Format format, int height,
+                                     const QString &fileName)
 {
+    needHeight(format, height);
     QVector<QPoint> pixels;
     const QStringList lines = text.split(QLatin1Char('\n'));
     for (int i = 0; i < lines.size(); ++i) {
@@ -111,13 +121,20 @@ QVector<QPoint> PixelListFile::parse(const QString &text, Format format, const Q
             words.at(2).toLongLong(&ok, 10);
         if (!ok)
             wrong(QStringLiteral("the third field is no number"));
-        pixels.append(QPoint(x, y));
+        if (format == Siril) {
+            if (y >= height)
+                wrong(QStringLiteral("row %1 lies outside a height of %2").arg(y).arg(height));
+            pixels.append(QPoint(x, height - 1 - y));
+        } else {
+            pixels.append(QPoint(x, y));
+        }
     }
     return pixels;
 }
 
-QString PixelListFile::format(Format format, const QVector<QPoint> &pixels)
+QString PixelListFile::format(Format format, const QVector<QPoint> &pixels, int height)
 {
+    needHeight(format, height);
     QString text;
     if (format == Dcraw)
         text += QStringLiteral("# Hot pixels: column row time, time 0 for always\n");
@@ -130,7 +147,11 @@ QString PixelListFile::format(Format format, const QVector<QPoint> &pixels)
             text += QStringLiteral("%1 %2 0\n").arg(pixel.x()).arg(pixel.y());
             break;
         case Siril:
-            text += QStringLiteral("P %1 %2 H\n").arg(pixel.x()).arg(pixel.y());
+            if (pixel.y() >= height)
+                fail(QStringLiteral("row %1 lies outside a height of %2")
+                             .arg(pixel.y())
+                             .arg(height));
+            text += QStringLiteral("P %1 %2 H\n").arg(pixel.x()).arg(height - 1 - pixel.y());
             break;
         case Unknown:
             fail(QStringLiteral("unknown list format"));
@@ -139,18 +160,19 @@ QString PixelListFile::format(Format format, const QVector<QPoint> &pixels)
     return text;
 }
 
-QVector<QPoint> PixelListFile::read(const QString &fileName, Format format)
+QVector<QPoint> PixelListFile::read(const QString &fileName, Format format, int height)
 {
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         fail(QStringLiteral("%1: can't open the file for reading: %2")
                      .arg(fileName, file.errorString()));
-    return parse(QString::fromUtf8(file.readAll()), format, fileName);
+    return parse(QString::fromUtf8(file.readAll()), format, height, fileName);
 }
 
-void PixelListFile::write(const QString &fileName, Format format, const QVector<QPoint> &pixels)
+void PixelListFile::write(const QString &fileName, Format format, const QVector<QPoint> &pixels,
+                          int height)
 {
-    const QByteArray bytes = PixelListFile::format(format, pixels).toUtf8();
+    const QByteArray bytes = PixelListFile::format(format, pixels, height).toUtf8();
     QSaveFile file(fileName);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Text) || file.write(bytes) != bytes.size()
         || !file.commit())

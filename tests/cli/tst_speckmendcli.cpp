@@ -55,6 +55,14 @@ Pixels pixels(const QJsonArray &array)
     return result;
 }
 
+QString writeFile(const QTemporaryDir &dir, const QString &name, const QByteArray &bytes)
+{
+    QFile file(dir.filePath(name));
+    if (file.open(QIODevice::WriteOnly))
+        file.write(bytes);
+    return file.fileName();
+}
+
 // The user list the camera holds, read by a process of its own.
 QJsonArray userList(const QString &serial)
 {
@@ -115,7 +123,7 @@ void tst_SpeckmendCli::commands_data()
     QTest::newRow("no such camera") << none << QStringList {"detect", "999"} << 3 << none
                                     << "speckmend-cli: 999: there is no such camera\n";
     QTest::newRow("uncovered lens")
-            << none << QStringList {"detect", mono, "--write"} << 4 << none
+            << none << QStringList {"detect", mono, "--clear", "--write"} << 4 << none
             << "4103000101: frame 1 of 10\nspeckmend-cli: 4103000101: Too many hot pixel have "
                "been found. Please make sure that the sensor is completely obscured and the "
                "threshold is not too low.\n";
@@ -144,6 +152,10 @@ void tst_SpeckmendCli::commands_data()
     QTest::newRow("option of another command")
             << none << QStringList {"list", "--write"} << 2 << none
             << "speckmend-cli: list takes no option --write\n";
+    QTest::newRow("siril without a height")
+            << none << QStringList {"convert", "a.txt", "b.lst"} << 2 << none
+            << "speckmend-cli: a Siril list counts the rows from the bottom; give the sensor's "
+               "height with --height\n";
     QTest::newRow("unknown format") << none << QStringList {"convert", "a.txt", "b.xyz"} << 2
                                     << none << "speckmend-cli: b.xyz: can't tell the format";
 }
@@ -160,7 +172,10 @@ void tst_SpeckmendCli::commands()
         hold = std::make_unique<SimHold>(held);
         QVERIFY2(hold->isHolding(), qPrintable(hold->errors()));
     }
+    // The camera holds a user pixel that a failed command must leave alone.
+    QCOMPARE(cli({"import", mono, writeFile(m_dir, "one.txt", "7 7 1\n"), "--write"}).code, 0);
     const QJsonArray before = userList(mono);
+    QCOMPARE(before.size(), 1);
     const Result result = cli(arguments);
     QCOMPARE(result.code, status);
     if (!output.isEmpty())
@@ -263,11 +278,7 @@ void tst_SpeckmendCli::wholeFleet()
     QCOMPARE(shown.at(2).toObject().value("serial").toString(), softwareOnly);
 
     // The camera without memory for a list fails; the others are cleared.
-    QFile list(m_dir.filePath("one.txt"));
-    QVERIFY(list.open(QIODevice::WriteOnly));
-    list.write("7 7 1\n");
-    list.close();
-    QCOMPARE(cli({"import", mono, list.fileName(), "--write"}).code, 0);
+    QCOMPARE(cli({"import", mono, writeFile(m_dir, "one.txt", "7 7 1\n"), "--write"}).code, 0);
     QVERIFY(!userList(mono).isEmpty());
     result = cli({"clear", "--all"});
     QCOMPARE(result.code, 1);
@@ -278,11 +289,7 @@ void tst_SpeckmendCli::wholeFleet()
 void tst_SpeckmendCli::listFilesThroughTheCamera()
 {
     // A list of three user pixels in the camera.
-    const QString text = m_dir.filePath("list.txt");
-    QFile file(text);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("12 345 1\n1279 0 1\n0 1023 1\n");
-    file.close();
+    const QString text = writeFile(m_dir, "list.txt", "12 345 1\n1279 0 1\n0 1023 1\n");
     QCOMPARE(cli({"import", mono, text, "--write"}).code, 0);
     const QJsonArray written = userList(mono);
     QCOMPARE(written,
@@ -306,8 +313,9 @@ void tst_SpeckmendCli::listFilesThroughTheCamera()
     const QString siril = m_dir.filePath("cosmetic.lst");
     const QString back = m_dir.filePath("back.txt");
     QCOMPARE(cli({"convert", exported, dcraw}).code, 0);
-    QCOMPARE(cli({"convert", dcraw, siril}).code, 0);
-    QCOMPARE(cli({"convert", siril, back, "--from", "siril", "--to", "text"}).code, 0);
+    QCOMPARE(cli({"convert", dcraw, siril, "--height", "1024"}).code, 0);
+    QCOMPARE(cli({"convert", siril, back, "--from", "siril", "--to", "text", "--height=1024"}).code,
+             0);
     QFile in(exported), out(back);
     QVERIFY(in.open(QIODevice::ReadOnly) && out.open(QIODevice::ReadOnly));
     QCOMPARE(out.readAll(), in.readAll());

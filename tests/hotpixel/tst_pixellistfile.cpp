@@ -41,8 +41,12 @@ private slots:
                 << "962,91 1285,1067";
         QTest::newRow("dcraw, no time") << F::Dcraw << "962 91\n"
                                         << "f:1: expected 3 fields, found 2";
-        QTest::newRow("siril, with and without type") << F::Siril << "P 12 345 H\nP 3 4\nP 5 6 C\n"
-                                                      << "12,345 3,4 5,6";
+        // Siril counts the rows from the bottom: of 1024 rows, its 0 is our 1023.
+        QTest::newRow("siril, with and without type")
+                << F::Siril << "P 12 678 H\nP 3 0\nP 5 1023 C\n"
+                << "12,345 3,1023 5,0";
+        QTest::newRow("siril, below the height") << F::Siril << "P 1 1024 H\n"
+                                                 << "f:1: row 1024 lies outside a height of 1024";
         QTest::newRow("siril, bad column")
                 << F::Siril << "P 1 2 H\nC 100 0 H\n"
                 << "f:2: a whole bad column or line is no list of pixels";
@@ -57,7 +61,7 @@ private slots:
         QFETCH(QString, pixels);
         QString result;
         try {
-            result = text(PixelListFile::parse(file, format, QStringLiteral("f")));
+            result = text(PixelListFile::parse(file, format, 1024, QStringLiteral("f")));
         } catch (const std::runtime_error &e) {
             result = QString::fromUtf8(e.what());
         }
@@ -69,14 +73,15 @@ private slots:
         QTest::addColumn<PixelListFile::Format>("format");
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("file");
-        // All three count from 0 at the top left pixel: no shift.
+        // Text and dcraw count from 0 at the top left pixel as we do; Siril
+        // from the bottom left one.
         QTest::newRow("text") << PixelListFile::Text << "list.txt"
                               << "12 345 1\n0 1023 1\n";
         QTest::newRow("dcraw") << PixelListFile::Dcraw << ".badpixels"
                                << "# Hot pixels: column row time, time 0 for always\n"
                                   "12 345 0\n0 1023 0\n";
         QTest::newRow("siril") << PixelListFile::Siril << "cosmetic.lst"
-                               << "P 12 345 H\nP 0 1023 H\n";
+                               << "P 12 678 H\nP 0 0 H\n";
     }
 
     void writeAndReadBack()
@@ -89,14 +94,22 @@ private slots:
         const QString path = dir.filePath(name);
         QCOMPARE(PixelListFile::formatFromFileName(path), format);
         QCOMPARE(PixelListFile::formatFromName(PixelListFile::formatName(format)), format);
-        PixelListFile::write(path, format, pixels);
+        PixelListFile::write(path, format, pixels, 1024);
         QFile written(path);
         QVERIFY(written.open(QIODevice::ReadOnly));
         QCOMPARE(QString::fromUtf8(written.readAll()), file);
-        QCOMPARE(PixelListFile::read(path, format), pixels);
+        QCOMPARE(PixelListFile::read(path, format, 1024), pixels);
         QVERIFY_EXCEPTION_THROWN(
-                PixelListFile::write(dir.filePath("no/such/folder"), format, pixels),
+                PixelListFile::write(dir.filePath("no/such/folder"), format, pixels, 1024),
                 std::runtime_error);
+        // Only Siril's lists need the height.
+        bool needsHeight = false;
+        try {
+            PixelListFile::format(format, pixels);
+        } catch (const std::runtime_error &) {
+            needsHeight = true;
+        }
+        QCOMPARE(needsHeight, format == PixelListFile::Siril);
     }
 };
 

@@ -5,6 +5,7 @@
 #include "tests/testutil/testutil.h"
 
 #include <QFile>
+#include <QPoint>
 #include <QtTest>
 
 #include <cstring>
@@ -66,6 +67,8 @@ private slots:
     void softListFile();
     void softListFileFaults_data();
     void softListFileFaults();
+    void fileBytes_data();
+    void fileBytes();
     void correction();
 };
 
@@ -193,6 +196,62 @@ void tst_SimulatorHotpixel::softListFile()
     QVERIFY(fileCommand(h, TV_HP_SOFT_LIST_SAVE, environment.root() + "/no/such/dir/x.bin")
             != TV_SUCCESS);
     QVERIFY(fileCommand(h, TV_HP_SOFT_LIST_LOAD, name, 4) != TV_SUCCESS);
+}
+
+void tst_SimulatorHotpixel::fileBytes_data()
+{
+    QTest::addColumn<bool>("state"); // else the soft list file
+    QTest::addColumn<QVector<QPoint>>("pixels");
+    QTest::addColumn<QByteArray>("bytes");
+
+    QTest::newRow("soft list")
+            << false << QVector<QPoint>({{1, 2}, {63, 47}, {0, 0}})
+            << QByteArray::fromHex("545648500100000003000000010002003f002f0000000000ff83e2cf");
+    QTest::newRow("no soft list") << false << QVector<QPoint>()
+                                  << QByteArray::fromHex("545648500100000000000000c7b636e7");
+    QTest::newRow("user list") << true << QVector<QPoint>({{7, 8}, {9, 10}})
+                               << QByteArray::fromHex(
+                                          "5456535401000000020000000700080009000a00f0ae0533");
+    QTest::newRow("no user list") << true << QVector<QPoint>()
+                                  << QByteArray::fromHex("545653540100000000000000d49d9465");
+}
+
+// The files read and write exactly these bytes: little-endian, CRC-32 as zlib.
+void tst_SimulatorHotpixel::fileBytes()
+{
+    QFETCH(bool, state);
+    QFETCH(QVector<QPoint>, pixels);
+    QFETCH(QByteArray, bytes);
+    TestUtil::SimEnvironment environment(kSmallFleet);
+    const QString path = state ? environment.stateDir() + QStringLiteral("/HP1.state")
+                               : environment.root() + QStringLiteral("/list.bin");
+    const auto fileBytes = [&path] {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    std::vector<uint16_t> list = {uint16_t(pixels.size())};
+    for (const QPoint &pixel : pixels) {
+        list.push_back(uint16_t(pixel.x()));
+        list.push_back(uint16_t(pixel.y()));
+    }
+    {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+    }
+    SimCamera camera(1, false);
+    const cameraHandle h = camera.handle;
+    if (state) {
+        QCOMPARE(readList(h, TV_HP_USER_LIST_COUNT, TV_HP_USER_LIST_READ), list);
+        QVERIFY(QFile::remove(path));
+        QCOMPARE(writeList(h, TV_HP_USER_LIST_WRITE, list), TV_SUCCESS);
+    } else {
+        QCOMPARE(fileCommand(h, TV_HP_SOFT_LIST_LOAD, path), TV_SUCCESS);
+        if (!pixels.isEmpty())
+            QCOMPARE(readList(h, TV_HP_SOFT_LIST_COUNT, TV_HP_SOFT_LIST_READ), list);
+        QVERIFY(QFile::remove(path));
+        QCOMPARE(fileCommand(h, TV_HP_SOFT_LIST_SAVE, path), TV_SUCCESS);
+    }
+    QCOMPARE(fileBytes().toHex(), bytes.toHex());
 }
 
 void tst_SimulatorHotpixel::softListFileFaults_data()

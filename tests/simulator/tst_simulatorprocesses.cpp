@@ -32,6 +32,7 @@ private slots:
     void toolTruth_data();
     void toolTruth();
     void toolTruthBuiltIn();
+    void manualPage();
 };
 
 void tst_SimulatorProcesses::inUseElsewhere()
@@ -113,6 +114,15 @@ void tst_SimulatorProcesses::toolCommands()
     QCOMPARE(result.exitCode, 2);
     QVERIFY(result.errors.contains("unknown command"));
     QCOMPARE(TestUtil::runSimTool({"fail", "tv_GetCameraList", "x"}).exitCode, 2);
+    QCOMPARE(TestUtil::runSimTool({"list", "--json"}).exitCode, 2);
+    result = TestUtil::runSimTool({"--help"});
+    QCOMPARE(result.exitCode, 0);
+    for (const char *command : {"list", "unplug", "plug", "cover", "uncover", "fail", "reset",
+                                "hold", "truth", "--json", "--exposure", "--gain", "--version"})
+        QVERIFY2(result.output.contains(QLatin1String(command)), command);
+    result = TestUtil::runSimTool({"--version"});
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(result.output.startsWith("tavo-sim "));
     // A fault set by the tool reaches this process.
     QCOMPARE(TestUtil::runSimTool({"fail", "tv_GetNumberOfCameras", "5"}).exitCode, 0);
     int32_t count = 0;
@@ -183,6 +193,41 @@ void tst_SimulatorProcesses::toolTruthBuiltIn()
         factory += defect.factory;
     }
     QCOMPARE(factory, 10);
+}
+
+// The manual page describes the commands and options that --help lists, no
+// more and no fewer.
+void tst_SimulatorProcesses::manualPage()
+{
+    const TestUtil::SimToolResult help = TestUtil::runSimTool({"--help"});
+    QCOMPARE(help.exitCode, 0);
+    QFile file(QStringLiteral(SPECKMEND_SOURCE_DIR "/docs/man/tavo-sim.1"));
+    QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
+    const QString manual = QString::fromUtf8(file.readAll());
+    const auto matches = [](const QString &text, const QString &pattern) {
+        QSet<QString> found;
+        QRegularExpressionMatchIterator it
+                = QRegularExpression(pattern, QRegularExpression::MultilineOption)
+                          .globalMatch(text);
+        while (it.hasNext())
+            found.insert(it.next().captured(1));
+        return found;
+    };
+    const auto section = [](const QString &text, const QString &from, const QString &to) {
+        return text.section(from, 1).section(to, 0, 0);
+    };
+    const QSet<QString> commands
+            = matches(section(help.output, "Commands:", "\n\n"), "^  ([a-z]+) ");
+    QVERIFY(commands.contains("truth") && commands.contains("list"));
+    QCOMPARE(matches(section(manual, ".SH COMMANDS", ".SH"), "^\\.TP\\n\\.BI? \"?([a-z]+)"),
+             commands);
+    QSet<QString> options
+            = matches(section(help.output, "Options:", "Arguments:"), "--([a-z][a-z-]*)");
+    options.remove("help-all"); // Qt's own, none for this tool
+    QCOMPARE(options, QSet<QString>({"help", "version", "json", "exposure", "gain"}));
+    QCOMPARE(matches(section(manual, ".SH OPTIONS", ".SH"),
+                     "^\\.TP\\n\\.B[IR]? [^\\n]*?\\\\-\\\\-([a-z][a-z-]*)"),
+             options);
 }
 
 QTEST_GUILESS_MAIN(tst_SimulatorProcesses)
