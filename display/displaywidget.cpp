@@ -16,6 +16,10 @@
 #include <cmath>
 #include <cstring>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace {
 
 // Truncates toward zero and saturates, so that a division by a zero scale
@@ -50,6 +54,28 @@ QImage reusedOrNew(QImage &spare, const QSize &size)
     return target;
 }
 
+// Spreads grey bytes into opaque RGB32 pixels, the byte in each channel, 16
+// at a time.
+void spreadGrey(const uchar *source, int width, quint32 *line)
+{
+    int x = 0;
+#ifdef __SSE2__
+    const __m128i alpha = _mm_set1_epi32(int(0xff000000u));
+    for (; x + 16 <= width; x += 16) {
+        const __m128i grey = _mm_loadu_si128(reinterpret_cast<const __m128i *>(source + x));
+        const __m128i low = _mm_unpacklo_epi8(grey, grey);
+        const __m128i high = _mm_unpackhi_epi8(grey, grey);
+        auto *target = reinterpret_cast<__m128i *>(line + x);
+        _mm_storeu_si128(target, _mm_or_si128(_mm_unpacklo_epi16(low, low), alpha));
+        _mm_storeu_si128(target + 1, _mm_or_si128(_mm_unpackhi_epi16(low, low), alpha));
+        _mm_storeu_si128(target + 2, _mm_or_si128(_mm_unpacklo_epi16(high, high), alpha));
+        _mm_storeu_si128(target + 3, _mm_or_si128(_mm_unpackhi_epi16(high, high), alpha));
+    }
+#endif
+    for (; x < width; ++x)
+        line[x] = 0xff000000u | 0x010101u * source[x];
+}
+
 // The frame as RGB32 in memory of the widget's own, pixel for pixel what
 // convertToFormat gives. An 8-bit frame without a colour table, the camera's,
 // is grey: each byte goes into the three channels.
@@ -67,15 +93,44 @@ QImage converted(const QImage &frame, QImage &spare)
     for (int y = 0; y < frame.height(); ++y) {
         auto *line = reinterpret_cast<quint32 *>(bits + pitch * y);
         if (grey) {
-            const uchar *source = frame.constScanLine(y);
-            for (int x = 0; x < width; ++x)
-                line[x] = 0xff000000u | 0x010101u * source[x];
+            spreadGrey(frame.constScanLine(y), width, line);
         } else {
             std::memcpy(line, frame.constScanLine(y), size_t(width) * 4);
         }
     }
     return target;
 }
+
+#ifdef __SSE2__
+// Writes the enlargement of one line by 2 or 4 into factor lines from
+// first on, four source pixels at a time, past the caches: nothing of the
+// picture is read back, and the next line's writes don't wait for its
+// memory. Returns how many pixels of the line it did. Lines must start at
+// multiples of 16 bytes.
+int streamLine(const quint32 *source, int width, int factor, uchar *first, qsizetype pitch)
+{
+    int x = 0;
+    for (; x + 4 <= width; x += 4) {
+        const __m128i four = _mm_loadu_si128(reinterpret_cast<const __m128i *>(source + x));
+        __m128i blocks[4];
+        if (factor == 4) {
+            blocks[0] = _mm_shuffle_epi32(four, 0x00);
+            blocks[1] = _mm_shuffle_epi32(four, 0x55);
+            blocks[2] = _mm_shuffle_epi32(four, 0xaa);
+            blocks[3] = _mm_shuffle_epi32(four, 0xff);
+        } else {
+            blocks[0] = _mm_unpacklo_epi32(four, four);
+            blocks[1] = _mm_unpackhi_epi32(four, four);
+        }
+        for (int row = 0; row < factor; ++row) {
+            auto *target = reinterpret_cast<__m128i *>(first + pitch * row) + x * factor / 4;
+            for (int i = 0; i < factor; ++i)
+                _mm_stream_si128(target + i, blocks[i]);
+        }
+    }
+    return x;
+}
+#endif
 
 // The whole picture enlarged by a whole factor: each pixel a block of factor x
 // factor, as QImage::scaled with Qt::FastTransformation makes it, byte for
@@ -86,26 +141,31 @@ QImage enlarged(const QImage &work, int factor, QImage &spare)
     if (target.isNull())
         return target;
     const int width = work.width();
-    const size_t lineBytes = size_t(width) * size_t(factor) * 4;
     uchar *const bits = target.bits();
     const qsizetype pitch = target.bytesPerLine();
+#ifdef __SSE2__
+    const bool stream = (factor == 2 || factor == 4) && quintptr(bits) % 16 == 0 && pitch % 16 == 0;
+#endif
     for (int y = 0; y < work.height(); ++y) {
         const auto *source = reinterpret_cast<const quint32 *>(work.constScanLine(y));
         uchar *const first = bits + pitch * y * factor;
+        int done = 0;
+#ifdef __SSE2__
+        if (stream)
+            done = streamLine(source, width, factor, first, pitch);
+#endif
+        // The rest of the line, then its copies below.
         auto *line = reinterpret_cast<quint32 *>(first);
-        if (factor == 2) {
-            for (int x = 0; x < width; ++x)
-                line[2 * x] = line[2 * x + 1] = source[x];
-        } else if (factor == 4) {
-            for (int x = 0; x < width; ++x)
-                line[4 * x] = line[4 * x + 1] = line[4 * x + 2] = line[4 * x + 3] = source[x];
-        } else {
-            for (int x = 0; x < width; ++x)
-                std::fill_n(line + size_t(x) * size_t(factor), factor, source[x]);
-        }
+        for (int x = done; x < width; ++x)
+            std::fill_n(line + size_t(x) * size_t(factor), factor, source[x]);
+        const size_t skipped = size_t(done) * size_t(factor) * 4;
+        const size_t rest = size_t(width - done) * size_t(factor) * 4;
         for (int row = 1; row < factor; ++row)
-            std::memcpy(first + pitch * row, first, lineBytes);
+            std::memcpy(first + pitch * row + skipped, first + skipped, rest);
     }
+#ifdef __SSE2__
+    _mm_sfence();
+#endif
     return target;
 }
 

@@ -168,8 +168,9 @@ void tst_Display::displayEnlarges_data()
     for (double scale : {2.0, 3.0, 4.0}) {
         QTest::addRow("8-bit 37 x 23 at %g", scale)
                 << frame(37, 23, 5) << frame(37, 23, 11) << scale;
-        QTest::addRow("32-bit 41 x 19 at %g", scale)
-                << colourFrame(41, 19, 5) << colourFrame(41, 19, 3) << scale;
+        QTest::addRow("32-bit 42 x 19 at %g", scale)
+                << colourFrame(42, 19, 5) << colourFrame(42, 19, 3) << scale;
+        QTest::addRow("8-bit 64 x 5 at %g", scale) << frame(64, 5, 3) << frame(64, 5, 1) << scale;
         QTest::addRow("8-bit with a colour table at %g", scale)
                 << table << frame(33, 17, 3) << scale;
         QTest::addRow("8-bit, then smaller at %g", scale)
