@@ -119,7 +119,9 @@ private slots:
     void brightFrames_data();
     void brightFrames();
     void detectorFailure();
-    void listCommandsOnCamera();
+    void keysAddAndDelete();
+    void binaryFilesAndClear();
+    void writeOutcomes();
     void textFilesMenusAndHelp();
     void columnsFitTheirContents_data();
     void columnsFitTheirContents();
@@ -467,7 +469,7 @@ void tst_MainWindow::detectorFailure()
     QCOMPARE(listModel()->rowCount(), 0);
 }
 
-void tst_MainWindow::listCommandsOnCamera()
+void tst_MainWindow::keysAddAndDelete()
 {
     QVERIFY(start());
     QVERIFY(openCamera(mono));
@@ -486,7 +488,14 @@ void tst_MainWindow::listCommandsOnCamera()
     table(false)->selectRow(0);
     QMetaObject::invokeMethod(win, "deleteBadpixel");
     QCOMPARE(model->rowCount(), factoryRows);
+}
 
+void tst_MainWindow::binaryFilesAndClear()
+{
+    QVERIFY(start());
+    QVERIFY(openCamera(mono));
+    BadpixelListModel *model = listModel();
+    const int factoryRows = model->rowCount();
     // Binary files through the real dialogs; Clear takes the user rows only.
     model->addPixel(QPoint(21, 22));
     const QString path = m_sim->root() + QStringLiteral("/list.bin");
@@ -500,7 +509,14 @@ void tst_MainWindow::listCommandsOnCamera()
     action("&Load hot pixel list")->trigger();
     QCOMPARE(seen, QStringLiteral("Open hot pixel list Binary files (*.bin)"));
     QCOMPARE(userPixels(), (Pixels {{21, 22}}));
+}
 
+void tst_MainWindow::writeOutcomes()
+{
+    QVERIFY(start());
+    QVERIFY(openCamera(mono));
+    BadpixelListModel *model = listModel();
+    QString seen;
     // Write: No writes nothing; a library failure keeps the list.
     QAction *write = action("&Write hot pixel");
     answerWhenShown<QMessageBox>([&](QMessageBox *box) {
