@@ -113,7 +113,6 @@ private slots:
     void firstStartSettingsAndZoom();
     void sessionRules();
     void focusPixel();
-    void parameterRows();
     void detectWriteAndReadBack_data();
     void detectWriteAndReadBack();
     void brightFrames_data();
@@ -274,6 +273,13 @@ void tst_MainWindow::sessionRules()
         return result;
     };
     QTRY_COMPARE(enabled(), QStringLiteral("1111111110")); // its row reads in use
+    // A row's value goes to the camera, and the camera's change comes back: a
+    // higher rate cuts the longest exposure.
+    auto *block = child<ParameterBlockWidget>();
+    QTRY_VERIFY_WITH_TIMEOUT(block->exposure->slider->maximum() > 10, 10000);
+    block->framerate->spinBox->setValue(10.0);
+    QVERIFY(qAbs(block->framerate->spinBox->value() - 10.0) < 0.5);
+    QVERIFY(block->exposure->spinBox->maximum() <= 101.0);
     // Another camera's row: that one can be opened, and Close does nothing.
     cameras->selectRow(rowOf(bayer));
     QCOMPARE(enabled(), QStringLiteral("1000000001"));
@@ -329,44 +335,6 @@ void tst_MainWindow::focusPixel()
     view->selectRow(0);
     const QAbstractItemModel *model = view->model();
     QCOMPARE(focus(), QPoint(model->index(0, 0).data().toInt(), model->index(0, 1).data().toInt()));
-}
-
-void tst_MainWindow::parameterRows()
-{
-    QVERIFY(start());
-    QVERIFY(openCamera(mono));
-    auto *block = child<ParameterBlockWidget>();
-    QSlider *slider = block->exposure->slider;
-    QDoubleSpinBox *box = block->exposure->spinBox;
-    QTRY_VERIFY_WITH_TIMEOUT(slider->maximum() > 10, 10000);
-    QSignalSpy values(block->exposure, &DoubleParameterWidget::valueChanged);
-
-    // Dragging sends nothing; the release sends once, without an echo.
-    slider->setSliderDown(true);
-    slider->setValue(slider->maximum() / 2);
-    slider->setValue(slider->maximum() / 3);
-    QCOMPARE(values.count(), 0);
-    const double chosen = box->value();
-    slider->setSliderDown(false);
-    QCoreApplication::processEvents();
-    QCOMPARE(values.count(), 1);
-    QCOMPARE(values.first().at(0).toDouble(), chosen);
-
-    // A typed number goes out snapped down to the slider's grid: rounded to
-    // two decimals, ratio truncated, rounded again.
-    const double low = box->minimum(), span = box->maximum() - low;
-    const int steps = slider->maximum();
-    const double typed = low + span * 0.37 + span / steps * 0.4;
-    const int step = int((QString::number(typed, 'f', 2).toDouble() - low) / span * steps);
-    values.clear();
-    box->setValue(typed);
-    const double snapped = span * (double(step) / steps) + low;
-    QCOMPARE(values.value(0).value(0).toDouble(), QString::number(snapped, 'f', 2).toDouble());
-
-    // A camera change comes back: a higher rate cuts the longest exposure.
-    block->framerate->spinBox->setValue(10.0);
-    QVERIFY(qAbs(block->framerate->spinBox->value() - 10.0) < 0.5);
-    QVERIFY(box->maximum() <= 101.0);
 }
 
 void tst_MainWindow::detectWriteAndReadBack_data()
@@ -554,11 +522,11 @@ void tst_MainWindow::textFilesMenusAndHelp()
     QVERIFY(seen.contains(QStringLiteral("\nCtrl+A\t Add a hot pixel to the list\n")));
     QVERIFY(seen.contains(QStringLiteral("\nDel\t Removes a hot pixel from the list\n")));
     answerWhenShown<Dialog_About>([&](Dialog_About *about) {
-        seen = about->windowTitle() + QString::number(about->minimumSize() == about->maximumSize());
+        seen = about->windowTitle();
         about->reject();
     });
     action("&About...")->trigger();
-    QCOMPARE(seen, QStringLiteral("About Tavo Speckmend1"));
+    QCOMPARE(seen, QStringLiteral("About Tavo Speckmend"));
 }
 
 void tst_MainWindow::columnsFitTheirContents_data()
