@@ -1,4 +1,5 @@
 #include "camera/camera.h"
+#include "camera/datafiles.h"
 
 #include <QDomDocument>
 #include <QDomElement>
@@ -234,7 +235,8 @@ void Camera::captureFrame()
 
 void Camera::loadParameters()
 {
-    const int status = tv_LoadParameters(m_handle, "./Speckmend.ini");
+    const QByteArray path = QFile::encodeName(DataFiles::locate(QStringLiteral("./Speckmend.ini")));
+    const int status = tv_LoadParameters(m_handle, path.constData());
     if (status == TV_STATUS_INI_NOT_OPENED)
         emit displayError(tr("Can't open ini file."), 2000);
     else
@@ -492,7 +494,7 @@ void Camera::updateMastergain()
 void Camera::setAutoConfig()
 {
     QDomDocument document(QStringLiteral("CameraSettings"));
-    QFile file(QStringLiteral("cameraparameter.xml"));
+    QFile file(DataFiles::locate(QStringLiteral("cameraparameter.xml")));
     if (!file.open(QIODevice::ReadOnly) || !document.setContent(&file)) {
         emit displayError(tr("Can't open camera parameter file."), 2000);
         applyBuiltInRule();
