@@ -43,7 +43,14 @@ set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_PROVIDES libtavo-api1)
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_CONFLICTS libtavo-api1)
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_REPLACES libtavo-api1)
-set(CPACK_DEBIAN_SIMULATOR_PACKAGE_GENERATE_SHLIBS ON)
+# The library's shlibs entry, and the ldconfig trigger in place of the calls
+# of ldconfig that CPack would write into the maintainer scripts.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_CURRENT_SOURCE_DIR}/simulator/triggers
+    ${CMAKE_CURRENT_SOURCE_DIR}/simulator/postinst
+    ${CMAKE_CURRENT_SOURCE_DIR}/simulator/postrm)
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
 set(CPACK_COMPONENT_SIMULATOR_DESCRIPTION
     "camera library with simulated cameras for Tavo Speckmend
 This libtavo_api.so.1 implements the camera library's interface on a small
