@@ -237,13 +237,48 @@ inline constexpr uint32_t TV_HP_SOFT_LIST_LOAD = 0x8112; // NUL-terminated UCS-4
 
 // ---------------------------------------------------------------- operations
 // Every operation returns a status, 0 for success, except where a query
-// argument makes the return value the answer.
+// argument makes the return value the answer. Outputs are written only on
+// success.
+//
+// Threads: every function may be called from any thread, and from several at
+// once, with or without a Qt event loop; the library runs threads of its own
+// (the capture of each open camera, the watch for cameras coming and going).
+// A thread blocked in a call holds nothing that another call needs, so the
+// thread that waits for events never stops the one that fetches frames.
+// A thread cancelled while blocked in TV_EVT_OP_WAIT (pthread_cancel,
+// QThread::terminate) leaves nothing behind in the library.
+//
+// Blocking: most calls return at once. These may block:
+// - tv_InitCamera with TV_OPEN_ALLOW_FW_UPLOAD, on a camera that needs new
+//   firmware: for the whole upload, tv_GetDuration's milliseconds (seconds,
+//   up to minutes); never call it on the GUI thread;
+// - tv_Event with TV_EVT_OP_WAIT: until one of the events is set, the
+//   timeout runs out (0xFFFFFFFF: never) or the camera of the handle is
+//   closed by tv_ExitCamera, which ends the wait with a non-zero status;
+// - tv_CaptureVideo and tv_FreezeVideo with TV_CAPTURE_WAIT: until capture
+//   runs or the one frame is complete; tv_StopLiveVideo with TV_CAPTURE_WAIT:
+//   until no frame is being written;
+// - tv_LoadParameters and the tv_HotPixel commands that write the camera's
+//   memory (TV_HP_USER_LIST_WRITE, TV_HP_USER_LIST_ERASE) or a file
+//   (TV_HP_SOFT_LIST_SAVE, TV_HP_SOFT_LIST_LOAD): for their file access.
+//
+// Lifetime: a handle is valid from a successful tv_InitCamera until its
+// tv_ExitCamera; any later call with it fails. A camera open in one process
+// is reported inUse to every other and can't be opened there; it is freed by
+// tv_ExitCamera or the end of the process. Device events (handle 0) need no
+// open camera.
 
 // Finding and opening
 TAVO_API int32_t tv_GetNumberOfCameras(int32_t *count);
 TAVO_API int32_t tv_GetCameraList(CameraList *list);
+// Opens a camera; *handle is in: the id word with its flags, out: the
+// cameraHandle. On TV_STATUS_FW_UPLOAD_NEEDED the word is left as it was, for
+// tv_GetDuration. With TV_OPEN_ALLOW_FW_UPLOAD it may block for the upload.
 TAVO_API int32_t tv_InitCamera(uint32_t *handle, void *window);
 TAVO_API int32_t tv_GetDuration(cameraHandle handle, uint32_t mode, int32_t *milliseconds);
+// Closes the camera: stops capture, ends every wait on its handle, frees its
+// image memory and makes the handle invalid. Call it once no other thread
+// still uses the image memory.
 TAVO_API int32_t tv_ExitCamera(cameraHandle handle);
 TAVO_API int32_t tv_GetSensorInfo(cameraHandle handle, SensorInfo *info);
 TAVO_API int32_t tv_GetCameraInfo(cameraHandle handle, CameraInfo *info);
@@ -252,6 +287,10 @@ TAVO_API int32_t tv_LoadParameters(cameraHandle handle, const char *path);
 // Image format and memory
 TAVO_API int32_t tv_SetColorMode(cameraHandle handle, int32_t mode);
 TAVO_API int32_t tv_AOI(cameraHandle handle, uint32_t command, void *parameter, uint32_t size);
+// Image memory is the library's from tv_AllocImageMem until tv_FreeImageMem
+// or tv_ExitCamera. While a buffer is in the sequence the library's capture
+// thread writes frames into it, except while it is locked (tv_LockSeqBuf to
+// tv_UnlockSeqBuf); read a frame only under that lock.
 TAVO_API int32_t tv_AllocImageMem(cameraHandle handle, int32_t width, int32_t height,
                                   int32_t bitsPerPixel, char **memory, int32_t *memoryId);
 TAVO_API int32_t tv_FreeImageMem(cameraHandle handle, char *memory, int32_t memoryId);
@@ -281,6 +320,12 @@ TAVO_API int32_t tv_SetHardwareGain(cameraHandle handle, int32_t master, int32_t
                                     int32_t blue);
 
 // Events, errors and hot pixels
+// TV_EVT_OP_WAIT blocks (see above); the codes array of the EventWait must
+// stay valid until the call returns. The other operations return at once.
 TAVO_API int32_t tv_Event(cameraHandle handle, uint32_t operation, void *parameter, uint32_t size);
+// *text gets a NUL-terminated message for the status in *code. The text is
+// the library's: never free or change it, and copy it at once (it lives as
+// long as the library is loaded). For a status without a text the call fails
+// and leaves *text alone. Any thread; no open camera needed.
 TAVO_API int32_t tv_GetError(cameraHandle handle, int32_t *code, char **text);
 TAVO_API int32_t tv_HotPixel(cameraHandle handle, uint32_t command, void *parameter, uint32_t size);

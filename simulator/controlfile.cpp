@@ -2,6 +2,7 @@
 
 #include "simulator/listfile.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <sstream>
 #include <sys/file.h>
@@ -49,7 +50,20 @@ bool ControlFile::update(const std::function<void(ControlState &)> &change) cons
     const int lockFd = ::open(m_lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
     if (lockFd < 0)
         return false;
-    while (::flock(lockFd, LOCK_EX) != 0) { }
+    // flock, not QLockFile: the kernel drops it with its process, where
+    // QLockFile judges a holder by a process name that a host program may
+    // change. Only a signal may interrupt the wait, and not for ever.
+    int locked = -1;
+    for (int tries = 0; tries < 100 && locked != 0; ++tries) {
+        locked = ::flock(lockFd, LOCK_EX);
+        if (locked != 0 && errno != EINTR)
+            break;
+    }
+    if (locked != 0) {
+        ::close(lockFd);
+        return false;
+    }
+    removeStaleTemporaries(m_path); // every writer holds the lock
     ControlState state = read();
     change(state);
     std::ostringstream out;

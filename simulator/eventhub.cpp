@@ -162,19 +162,29 @@ int32_t EventHub::wait(cameraHandle handle, const uint32_t *codes, uint32_t coun
     Waiter waiter;
     waiter.codes = codes;
     waiter.count = count;
+    // Unlinks the waiter on every way out, also when the thread is cancelled
+    // in the wait (the unwinding runs this with m_mutex locked again).
+    // removeContext takes the list away with the context and marks it aborted.
     context.waiters.push_back(&waiter);
+    struct Unlink
+    {
+        std::list<Waiter *> &waiters;
+        Waiter &waiter;
+        ~Unlink()
+        {
+            if (!waiter.aborted)
+                waiters.remove(&waiter);
+        }
+    } unlink {context.waiters, waiter};
     const auto woken = [&waiter] { return waiter.done || waiter.aborted; };
     if (timeoutMs == 0xFFFFFFFFu)
         m_wakeUp.wait(lock, woken);
     else
         m_wakeUp.wait_for(lock, std::chrono::milliseconds(timeoutMs), woken);
     if (waiter.aborted)
-        return WaitAborted; // the context is gone, and the waiter with it
-    if (!waiter.done) {
-        context.waiters.remove(&waiter);
+        return WaitAborted;
+    if (!waiter.done)
         return WaitTimedOut;
-    }
-    context.waiters.remove(&waiter);
     *signaled = waiter.result;
     return Success;
 }

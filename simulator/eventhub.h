@@ -25,7 +25,8 @@ public:
     // Sets an event from the caller's side: it wakes one waiter, or stays set
     // for the next wait.
     int32_t signal(cameraHandle handle, uint32_t code);
-    // timeoutMs 0xFFFFFFFF waits for ever.
+    // timeoutMs 0xFFFFFFFF waits for ever. A thread cancelled in the wait
+    // (pthread_cancel, QThread::terminate) leaves no waiter behind.
     int32_t wait(cameraHandle handle, const uint32_t *codes, uint32_t count, uint32_t timeoutMs,
                  uint32_t *signaled);
     // An event of the library itself: reported only when registered and

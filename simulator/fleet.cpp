@@ -1,5 +1,7 @@
 #include "simulator/fleet.h"
 
+#include "simulator/listfile.h"
+
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -9,6 +11,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <set>
+#include <unordered_map>
 
 namespace TavoSim {
 
@@ -18,8 +21,16 @@ double darkSignal(double strength, double exposureMs, int gain)
     return strength * (exposureMs / kReferenceExposure) * gainFactor;
 }
 
-std::vector<Defect> plantDefects(uint32_t width, uint32_t height, uint32_t seed, int count,
-                                 const std::vector<int> &strengths, int factoryEvery)
+uint32_t plantCapacity(uint32_t width, uint32_t height)
+{
+    if (width < 16 || height < 16)
+        return 0;
+    const uint64_t blocks = uint64_t(width - 12) / 12 * ((height - 12) / 12);
+    return uint32_t(std::min<uint64_t>(blocks, kPlantLimit));
+}
+
+std::vector<Defect> plantDefects(uint32_t width, uint32_t height, uint32_t seed, uint32_t count,
+                                 const std::vector<int> &strengths, uint32_t factoryEvery)
 {
     std::vector<Defect> result;
     if (width < 16 || height < 16 || strengths.empty())
@@ -31,21 +42,37 @@ std::vector<Defect> plantDefects(uint32_t width, uint32_t height, uint32_t seed,
         state ^= state << 17;
         return state;
     };
-    int attempts = 0;
-    while (int(result.size()) < count && attempts < count * 100) {
-        ++attempts;
+    // Two defects closer than kSpacing in both directions never share a cell
+    // of this size, and a crowding one lies in the 3 x 3 cells around.
+    constexpr int kSpacing = 6;
+    const uint32_t columns = width / kSpacing + 1;
+    std::unordered_map<uint32_t, uint32_t> cells; // cell -> index in result
+    cells.reserve(count);
+    result.reserve(count);
+    const uint64_t maxAttempts = uint64_t(count) * 100;
+    for (uint64_t attempts = 0; result.size() < count && attempts < maxAttempts; ++attempts) {
         const uint16_t x = uint16_t(6 + next() % (width - 12));
         const uint16_t y = uint16_t(6 + next() % (height - 12));
-        const bool crowded = std::any_of(result.begin(), result.end(), [&](const Defect &d) {
-            return std::abs(int(d.x) - x) < 6 && std::abs(int(d.y) - y) < 6;
-        });
+        const int cx = x / kSpacing;
+        const int cy = y / kSpacing;
+        bool crowded = false;
+        for (int ny = cy - 1; ny <= cy + 1 && !crowded; ++ny) {
+            for (int nx = cx - 1; nx <= cx + 1 && !crowded; ++nx) {
+                const auto it = cells.find(uint32_t(ny) * columns + uint32_t(nx));
+                if (it == cells.end())
+                    continue;
+                const Defect &d = result[it->second];
+                crowded = std::abs(int(d.x) - x) < kSpacing && std::abs(int(d.y) - y) < kSpacing;
+            }
+        }
         if (crowded)
             continue;
+        const uint32_t index = uint32_t(result.size());
+        cells.emplace(uint32_t(cy) * columns + uint32_t(cx), index);
         Defect defect;
         defect.x = x;
         defect.y = y;
-        const int index = int(result.size());
-        defect.strength = uint16_t(strengths[size_t(index) % strengths.size()]);
+        defect.strength = uint16_t(strengths[index % strengths.size()]);
         defect.factory = factoryEvery > 0 && index % factoryEvery == 0;
         result.push_back(defect);
     }
@@ -87,29 +114,90 @@ bool fail(std::string *error, const std::string &text)
     return false;
 }
 
-bool readDefects(const QJsonValue &value, bool factory, std::vector<Defect> *out,
-                 const CameraProfile &profile, std::string *error)
+// Reads the whole number under key, min to max, or fallback when it is absent.
+bool readNumber(const QJsonObject &object, const char *key, int64_t fallback, int64_t min,
+                int64_t max, const std::string &where, int64_t *value, std::string *error)
 {
+    const QJsonValue item = object.value(QLatin1String(key));
+    if (item.isUndefined()) {
+        *value = fallback;
+        return true;
+    }
+    const double number = item.toDouble(std::nan(""));
+    if (!item.isDouble() || !std::isfinite(number) || std::floor(number) != number || number < min
+        || number > max)
+        return fail(error,
+                    where + ": \"" + key + "\" must be a whole number from " + std::to_string(min)
+                            + " to " + std::to_string(max));
+    *value = int64_t(number);
+    return true;
+}
+
+bool readBool(const QJsonObject &object, const char *key, bool fallback, const std::string &where,
+              bool *value, std::string *error)
+{
+    const QJsonValue item = object.value(QLatin1String(key));
+    if (item.isUndefined()) {
+        *value = fallback;
+        return true;
+    }
+    if (!item.isBool())
+        return fail(error, where + ": \"" + key + "\" must be true or false");
+    *value = item.toBool();
+    return true;
+}
+
+bool readString(const QJsonObject &object, const char *key, const char *fallback,
+                const std::string &where, std::string *value, std::string *error)
+{
+    const QJsonValue item = object.value(QLatin1String(key));
+    if (!item.isUndefined() && !item.isString())
+        return fail(error, where + ": \"" + key + "\" must be a string");
+    *value = item.toString(QLatin1String(fallback)).toStdString();
+    return true;
+}
+
+bool checkKeys(const QJsonObject &object, const std::set<QString> &known, const std::string &where,
+               std::string *error)
+{
+    for (const QString &key : object.keys()) {
+        if (!known.count(key))
+            return fail(error, where + ": unknown key \"" + key.toStdString() + "\"");
+    }
+    return true;
+}
+
+// [[x, y, strength], ...] or, for the factory list, [[x, y], ...].
+bool readDefects(const QJsonObject &object, const char *key, bool factory, std::vector<Defect> *out,
+                 const CameraProfile &profile, const std::string &where, std::string *error)
+{
+    const QJsonValue value = object.value(QLatin1String(key));
     if (value.isUndefined())
         return true;
     if (!value.isArray())
+        return fail(error, where + ": \"" + key + "\" is not an array");
+    const QJsonArray items = value.toArray();
+    if (items.size() > int(kPlantLimit))
         return fail(error,
-                    "\"" + std::string(factory ? "factoryDefects" : "defects") + "\" of camera "
-                            + profile.serial + " is not an array");
-    for (const QJsonValue &item : value.toArray()) {
+                    where + ": \"" + key + "\" holds more than " + std::to_string(kPlantLimit)
+                            + " pixels");
+    for (const QJsonValue &item : items) {
         const QJsonArray triple = item.toArray();
-        if (triple.size() < 2 || triple.size() > 3)
+        if (!item.isArray() || triple.size() < 2 || triple.size() > 3)
             return fail(error,
-                        "a defect of camera " + profile.serial
-                                + " is not an array [x, y] or [x, y, strength]");
-        const int x = triple.at(0).toInt(-1);
-        const int y = triple.at(1).toInt(-1);
-        const int strength = triple.size() == 3 ? triple.at(2).toInt(-1) : 0;
-        if (x < 0 || y < 0 || uint32_t(x) >= profile.width || uint32_t(y) >= profile.height
-            || strength < 0 || strength > 1000)
-            return fail(error,
-                        "a defect of camera " + profile.serial
-                                + " lies outside the sensor or has a bad strength");
+                        where + ": an item of \"" + key
+                                + "\" is not an array [x, y] or [x, y, strength]");
+        const QJsonObject fields {{"x", triple.at(0)},
+                                  {"y", triple.at(1)},
+                                  {"strength", triple.size() == 3 ? triple.at(2) : QJsonValue(0)}};
+        const std::string itemWhere = where + ", " + key;
+        int64_t x = 0;
+        int64_t y = 0;
+        int64_t strength = 0;
+        if (!readNumber(fields, "x", 0, 0, profile.width - 1, itemWhere, &x, error)
+            || !readNumber(fields, "y", 0, 0, profile.height - 1, itemWhere, &y, error)
+            || !readNumber(fields, "strength", 0, 0, 1000, itemWhere, &strength, error))
+            return false;
         Defect defect;
         defect.x = uint16_t(x);
         defect.y = uint16_t(y);
@@ -117,6 +205,50 @@ bool readDefects(const QJsonValue &value, bool factory, std::vector<Defect> *out
         defect.factory = factory;
         out->push_back(defect);
     }
+    return true;
+}
+
+bool readPlanted(const QJsonObject &object, CameraProfile *profile, const std::string &where,
+                 std::string *error)
+{
+    const QJsonValue value = object.value(QLatin1String("plantDefects"));
+    if (value.isUndefined())
+        return true;
+    const std::string plantWhere = where + ", plantDefects";
+    if (!value.isObject())
+        return fail(error, plantWhere + ": not an object");
+    const QJsonObject planted = value.toObject();
+    if (!checkKeys(planted, {"count", "seed", "strengths", "factoryEvery"}, plantWhere, error))
+        return false;
+    const uint32_t capacity = plantCapacity(profile->width, profile->height);
+    int64_t count = 0;
+    int64_t seed = 0;
+    int64_t factoryEvery = 0;
+    if (!readNumber(planted, "count", std::min<int64_t>(28, capacity), 0, capacity, plantWhere,
+                    &count, error)
+        || !readNumber(planted, "seed", profile->deviceId, 0, UINT32_MAX, plantWhere, &seed, error)
+        || !readNumber(planted, "factoryEvery", 3, 0, kPlantLimit, plantWhere, &factoryEvery,
+                       error))
+        return false;
+    const QJsonValue strengthValue = planted.value(QLatin1String("strengths"));
+    if (!strengthValue.isUndefined() && !strengthValue.isArray())
+        return fail(error, plantWhere + ": \"strengths\" is not an array");
+    std::vector<int> strengths;
+    const QJsonArray strengthItems = strengthValue.toArray();
+    if (strengthItems.size() > int(kPlantLimit))
+        return fail(error, plantWhere + ": \"strengths\" holds too many values");
+    for (const QJsonValue &item : strengthItems) {
+        int64_t strength = 0;
+        if (!readNumber(QJsonObject {{"strengths", item}}, "strengths", 0, 0, 1000, plantWhere,
+                        &strength, error))
+            return false;
+        strengths.push_back(int(strength));
+    }
+    if (strengths.empty())
+        strengths = kStrengths;
+    const auto more = plantDefects(profile->width, profile->height, uint32_t(seed), uint32_t(count),
+                                   strengths, uint32_t(factoryEvery));
+    profile->defects.insert(profile->defects.end(), more.begin(), more.end());
     return true;
 }
 
@@ -128,80 +260,105 @@ bool readCamera(const QJsonObject &object, int index, CameraProfile *profile, st
                "sensorType",  "width",        "height",           "color",          "colorMode",
                "pixelClock",  "cameraMemory", "userCapacity",     "factoryDefects", "defects",
                "factoryList", "plantDefects", "firmwareUploadMs", "frameLossRate",  "covered"};
-    for (const QString &key : object.keys()) {
-        if (!known.count(key))
-            return fail(error, where + ": unknown key \"" + key.toStdString() + "\"");
-    }
-    profile->deviceId = uint32_t(object.value("deviceId").toInt(index + 1));
-    profile->cameraId = uint32_t(object.value("cameraId").toInt(int(profile->deviceId)));
-    profile->thirdWord = uint32_t(object.value("thirdWord").toInt(0));
-    profile->serial = object.value("serial").toString().toStdString();
-    profile->model = object.value("model").toString("TV-SIM").toStdString();
-    if (profile->deviceId < 1 || profile->deviceId > 0x7FFF)
-        return fail(error, where + ": \"deviceId\" must lie between 1 and 32767");
+    if (!checkKeys(object, known, where, error))
+        return false;
+    int64_t deviceId = 0;
+    int64_t cameraId = 0;
+    int64_t thirdWord = 0;
+    if (!readNumber(object, "deviceId", std::min(index + 1, 0x7FFF), 1, 0x7FFF, where, &deviceId,
+                    error)
+        || !readNumber(object, "cameraId", deviceId, 1, 0x7FFF, where, &cameraId, error)
+        || !readNumber(object, "thirdWord", 0, 0, UINT32_MAX, where, &thirdWord, error))
+        return false;
+    profile->deviceId = uint32_t(deviceId);
+    profile->cameraId = uint32_t(cameraId);
+    profile->thirdWord = uint32_t(thirdWord);
+    if (!readString(object, "serial", "", where, &profile->serial, error)
+        || !readString(object, "model", "TV-SIM", where, &profile->model, error))
+        return false;
     if (profile->serial.empty() || profile->serial.size() > 15)
         return fail(error, where + ": \"serial\" must have 1 to 15 characters");
+    // The serial names the camera's files.
+    const bool plainSerial
+            = std::all_of(profile->serial.begin(), profile->serial.end(), [](char c) {
+                  return static_cast<unsigned char>(c) > ' ' && c != '/' && c != 0x7F;
+              });
+    if (!plainSerial || profile->serial == "." || profile->serial == "..")
+        return fail(error, where + ": \"serial\" must not hold a space, a control character or /");
     if (profile->model.size() > 79)
         return fail(error, where + ": \"model\" is longer than 79 characters");
-    const QJsonValue sensorType = object.value("sensorType");
-    bool ok = true;
-    if (sensorType.isString())
-        profile->sensorType = uint16_t(sensorType.toString().toUInt(&ok, 0));
-    else
-        profile->sensorType = uint16_t(sensorType.toInt(0x100));
-    if (!ok)
-        return fail(error, where + ": \"sensorType\" is not a number");
-    profile->width = uint32_t(object.value("width").toInt(0));
-    profile->height = uint32_t(object.value("height").toInt(0));
-    if (profile->width < 16 || profile->height < 16 || profile->width > 8192
-        || profile->height > 8192)
-        return fail(error, where + ": \"width\" and \"height\" must lie between 16 and 8192");
-    const QString color = object.value("color").toString("mono");
+    const QJsonValue sensorType = object.value(QLatin1String("sensorType"));
+    int64_t type = 0;
+    if (sensorType.isString()) {
+        bool ok = false;
+        type = sensorType.toString().toUInt(&ok, 0);
+        if (!ok || type > 0xFFFF)
+            return fail(error, where + ": \"sensorType\" must be a number from 0 to 65535");
+    } else if (!readNumber(object, "sensorType", 0x100, 0, 0xFFFF, where, &type, error)) {
+        return false;
+    }
+    profile->sensorType = uint16_t(type);
+    int64_t width = 0;
+    int64_t height = 0;
+    if (!readNumber(object, "width", 0, 16, 8192, where, &width, error)
+        || !readNumber(object, "height", 0, 16, 8192, where, &height, error))
+        return false;
+    if (!object.contains(QLatin1String("width")) || !object.contains(QLatin1String("height")))
+        return fail(error, where + ": \"width\" and \"height\" are required");
+    profile->width = uint32_t(width);
+    profile->height = uint32_t(height);
+    std::string color;
+    if (!readString(object, "color", "mono", where, &color, error))
+        return false;
     if (color == "mono")
         profile->filter = ColorFilter::Mono;
     else if (color == "bayer")
         profile->filter = ColorFilter::Bayer;
     else
         return fail(error, where + ": \"color\" must be \"mono\" or \"bayer\"");
-    profile->reportedColorMode = object.value("colorMode").toInt(-1);
-    const QJsonObject clock = object.value("pixelClock").toObject();
-    profile->clockMin = clock.value("min").toInt(5);
-    profile->clockMax = clock.value("max").toInt(40);
-    profile->clockDefault = clock.value("default").toInt(profile->clockMax);
-    if (profile->clockMin < 1 || profile->clockMax < profile->clockMin
-        || profile->clockMax >= 0x8000 || profile->clockDefault < profile->clockMin
-        || profile->clockDefault > profile->clockMax)
-        return fail(error, where + ": \"pixelClock\" needs 1 <= min <= default <= max < 32768");
-    profile->cameraMemory = object.value("cameraMemory").toBool(true);
-    profile->userCapacity = uint32_t(object.value("userCapacity").toInt(1000));
-    profile->firmwareUploadMs = object.value("firmwareUploadMs").toInt(0);
-    profile->frameLossRate = object.value("frameLossRate").toDouble(0.0);
-    profile->covered = object.value("covered").toBool(false);
-    if (profile->frameLossRate < 0.0 || profile->frameLossRate > 1.0)
-        return fail(error, where + ": \"frameLossRate\" must lie between 0 and 1");
-    if (profile->firmwareUploadMs < 0 || profile->firmwareUploadMs > 600000)
-        return fail(error, where + ": \"firmwareUploadMs\" must lie between 0 and 600000");
-    if (!readDefects(object.value("factoryDefects"), true, &profile->defects, *profile, error)
-        || !readDefects(object.value("defects"), false, &profile->defects, *profile, error))
+    int64_t colorMode = 0;
+    if (!readNumber(object, "colorMode", -1, 0, 0x7FFF, where, &colorMode, error))
         return false;
+    profile->reportedColorMode = int(colorMode);
+    const QJsonValue clockValue = object.value(QLatin1String("pixelClock"));
+    if (!clockValue.isUndefined() && !clockValue.isObject())
+        return fail(error, where + ": \"pixelClock\" is not an object");
+    const QJsonObject clock = clockValue.toObject();
+    const std::string clockWhere = where + ", pixelClock";
+    int64_t clockMin = 0;
+    int64_t clockMax = 0;
+    int64_t clockDefault = 0;
+    if (!checkKeys(clock, {"min", "max", "default"}, clockWhere, error)
+        || !readNumber(clock, "min", 5, 1, 0x7FFF, clockWhere, &clockMin, error)
+        || !readNumber(clock, "max", 40, clockMin, 0x7FFF, clockWhere, &clockMax, error)
+        || !readNumber(clock, "default", clockMax, clockMin, clockMax, clockWhere, &clockDefault,
+                       error))
+        return false;
+    profile->clockMin = int(clockMin);
+    profile->clockMax = int(clockMax);
+    profile->clockDefault = int(clockDefault);
+    int64_t capacity = 0;
+    int64_t uploadMs = 0;
+    if (!readBool(object, "cameraMemory", true, where, &profile->cameraMemory, error)
+        || !readBool(object, "covered", false, where, &profile->covered, error)
+        || !readNumber(object, "userCapacity", 1000, 0, kUserListLimit, where, &capacity, error)
+        || !readNumber(object, "firmwareUploadMs", 0, 0, 600000, where, &uploadMs, error))
+        return false;
+    profile->userCapacity = uint32_t(capacity);
+    profile->firmwareUploadMs = int(uploadMs);
+    const QJsonValue lossRate = object.value(QLatin1String("frameLossRate"));
+    profile->frameLossRate = lossRate.toDouble(0.0);
+    if (!lossRate.isUndefined()
+        && (!lossRate.isDouble() || !(profile->frameLossRate >= 0.0)
+            || profile->frameLossRate > 1.0))
+        return fail(error, where + ": \"frameLossRate\" must be a number from 0 to 1");
     std::vector<Defect> plain;
-    if (!readDefects(object.value("factoryList"), true, &plain, *profile, error))
+    if (!readDefects(object, "factoryDefects", true, &profile->defects, *profile, where, error)
+        || !readDefects(object, "defects", false, &profile->defects, *profile, where, error)
+        || !readDefects(object, "factoryList", true, &plain, *profile, where, error)
+        || !readPlanted(object, profile, where, error))
         return false;
     profile->extraFactory = plain;
-    const QJsonValue planted = object.value("plantDefects");
-    if (!planted.isUndefined()) {
-        const QJsonObject p = planted.toObject();
-        std::vector<int> strengths;
-        for (const QJsonValue &s : p.value("strengths").toArray())
-            strengths.push_back(s.toInt());
-        if (strengths.empty())
-            strengths = kStrengths;
-        const auto more = plantDefects(profile->width, profile->height,
-                                       uint32_t(p.value("seed").toInt(int(profile->deviceId))),
-                                       p.value("count").toInt(28), strengths,
-                                       p.value("factoryEvery").toInt(3));
-        profile->defects.insert(profile->defects.end(), more.begin(), more.end());
-    }
     return true;
 }
 
@@ -226,8 +383,17 @@ bool Fleet::load(const std::string &path, Fleet *fleet, std::string *error)
     QFile file(QString::fromStdString(path));
     if (!file.open(QIODevice::ReadOnly))
         return fail(error, file.errorString().toStdString());
+    constexpr qint64 kLimit = 16 << 20;
+    const QByteArray text = file.read(kLimit + 1);
+    if (text.size() > kLimit)
+        return fail(error, "the file is larger than 16 MiB");
+    return parse(text, fleet, error);
+}
+
+bool Fleet::parse(const QByteArray &text, Fleet *fleet, std::string *error)
+{
     QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &parseError);
+    const QJsonDocument document = QJsonDocument::fromJson(text, &parseError);
     if (parseError.error != QJsonParseError::NoError)
         return fail(error,
                     parseError.errorString().toStdString() + " at byte "

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+class QByteArray;
+
 namespace TavoSim {
 
 // A hot pixel of the simulated sensor. strength is its dark signal in grey
@@ -60,13 +62,23 @@ public:
     static Fleet builtIn();
     // Reads a configuration file; false with a reason in error when it can't.
     static bool load(const std::string &path, Fleet *fleet, std::string *error);
+    // The same for the text of a configuration.
+    static bool parse(const QByteArray &text, Fleet *fleet, std::string *error);
 
     std::vector<CameraProfile> cameras;
 };
 
-// Places count defects on a sensor, at least 6 pixels from the edges and from
-// each other, with strengths taken in turn from strengths; deterministic.
-std::vector<Defect> plantDefects(uint32_t width, uint32_t height, uint32_t seed, int count,
-                                 const std::vector<int> &strengths, int factoryEvery);
+// Places up to count defects on a sensor, at least 6 pixels from the edges and
+// from each other, with strengths taken in turn from strengths, every
+// factoryEvery-th (0: none) also in the factory list; deterministic. Time and
+// memory grow with count; it gives up after 100 x count tries, and so may
+// place fewer on a crowded sensor.
+std::vector<Defect> plantDefects(uint32_t width, uint32_t height, uint32_t seed, uint32_t count,
+                                 const std::vector<int> &strengths, uint32_t factoryEvery);
+
+// The most defects a configuration may plant on a sensor: one per 12 x 12
+// pixels, so that random placement always finds room, and at most kPlantLimit.
+constexpr uint32_t kPlantLimit = 65535;
+uint32_t plantCapacity(uint32_t width, uint32_t height);
 
 } // namespace TavoSim

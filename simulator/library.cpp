@@ -456,7 +456,9 @@ int32_t Library::initCamera(uint32_t *handle)
         ::close(fd);
         return CameraInUse;
     }
+    // The camera is ours now: no other process writes its state meanwhile.
     const std::string statePath = m_stateDir + "/" + profile.serial + ".state";
+    removeStaleTemporaries(statePath);
     ListFile::State state = ListFile::loadState(statePath);
     if (profile.firmwareUploadMs > 0 && !state.firmwareCurrent) {
         if (!allowUpload) {

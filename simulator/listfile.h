@@ -15,11 +15,19 @@ using PixelList = std::vector<HotPixelPair>;
 
 // The largest soft list, and so the largest soft list file.
 constexpr uint32_t kSoftListLimit = 32767;
+// The largest user list that the state file holds.
+constexpr uint32_t kUserListLimit = 65535;
 
-uint32_t crc32(const unsigned char *data, size_t size, uint32_t crc = 0);
-
-// Writes data to path through a temporary file and a rename; false on failure.
+// Writes data to path through a temporary file (QSaveFile) and a rename;
+// false on failure, and path is then as it was.
 bool writeFileAtomically(const std::string &path, const std::vector<unsigned char> &data);
+
+// Removes the temporary files that writes of path left behind when their
+// process died: PATH.XXXXXX (six letters or digits, as QSaveFile names its
+// temporary file) and PATH.tmp.PID (as earlier versions named theirs). Only
+// for a file that no other process writes meanwhile (one whose writers hold a
+// lock, as the holder of a camera does for its state file).
+void removeStaleTemporaries(const std::string &path);
 
 class ListFile
 {
@@ -42,6 +50,11 @@ public:
     // error and read as an empty state.
     static State loadState(const std::string &path);
     static bool saveState(const std::string &path, const State &state);
+
+    // The state file's bytes: parseState checks them as loadState does and
+    // gives the status of the first fault (state is changed only on success).
+    static int32_t parseState(const std::vector<unsigned char> &data, State *state);
+    static std::vector<unsigned char> encodeState(const State &state);
 };
 
 } // namespace TavoSim

@@ -34,43 +34,45 @@ int32_t onCamera(cameraHandle handle, bool evenIfGone, F f)
 
 } // namespace
 
-#define TAVO_FAULT(name)                                                                           \
-    if (const int32_t injected = library().fault(name))                                            \
+// Each tv_ function first returns the status of a fault injected under its
+// own name.
+#define TAVO_FAULT()                                                                               \
+    if (const int32_t injected = library().fault(__func__))                                        \
     return injected
 
 TAVO_API int32_t tv_GetNumberOfCameras(int32_t *count)
 {
-    TAVO_FAULT("tv_GetNumberOfCameras");
+    TAVO_FAULT();
     return library().numberOfCameras(count);
 }
 
 TAVO_API int32_t tv_GetCameraList(CameraList *list)
 {
-    TAVO_FAULT("tv_GetCameraList");
+    TAVO_FAULT();
     return library().cameraList(list);
 }
 
 TAVO_API int32_t tv_InitCamera(uint32_t *handle, void *)
 {
-    TAVO_FAULT("tv_InitCamera");
+    TAVO_FAULT();
     return library().initCamera(handle);
 }
 
 TAVO_API int32_t tv_GetDuration(cameraHandle handle, uint32_t mode, int32_t *milliseconds)
 {
-    TAVO_FAULT("tv_GetDuration");
+    TAVO_FAULT();
     return library().duration(handle, mode, milliseconds);
 }
 
 TAVO_API int32_t tv_ExitCamera(cameraHandle handle)
 {
-    TAVO_FAULT("tv_ExitCamera");
+    TAVO_FAULT();
     return library().exitCamera(handle);
 }
 
 TAVO_API int32_t tv_GetSensorInfo(cameraHandle handle, SensorInfo *info)
 {
-    TAVO_FAULT("tv_GetSensorInfo");
+    TAVO_FAULT();
     return onCamera(handle, false, [info](CameraSession &camera) {
         if (!info)
             return int32_t(InvalidArgument);
@@ -86,7 +88,7 @@ TAVO_API int32_t tv_GetSensorInfo(cameraHandle handle, SensorInfo *info)
 
 TAVO_API int32_t tv_GetCameraInfo(cameraHandle handle, CameraInfo *info)
 {
-    TAVO_FAULT("tv_GetCameraInfo");
+    TAVO_FAULT();
     return onCamera(handle, false, [info](CameraSession &camera) {
         if (!info)
             return int32_t(InvalidArgument);
@@ -98,21 +100,21 @@ TAVO_API int32_t tv_GetCameraInfo(cameraHandle handle, CameraInfo *info)
 
 TAVO_API int32_t tv_LoadParameters(cameraHandle handle, const char *path)
 {
-    TAVO_FAULT("tv_LoadParameters");
+    TAVO_FAULT();
     return onCamera(handle, false,
                     [path](CameraSession &camera) { return camera.loadParameters(path); });
 }
 
 TAVO_API int32_t tv_SetColorMode(cameraHandle handle, int32_t mode)
 {
-    TAVO_FAULT("tv_SetColorMode");
+    TAVO_FAULT();
     return onCamera(handle, false,
                     [mode](CameraSession &camera) { return camera.colorMode(mode); });
 }
 
 TAVO_API int32_t tv_AOI(cameraHandle handle, uint32_t command, void *parameter, uint32_t size)
 {
-    TAVO_FAULT("tv_AOI");
+    TAVO_FAULT();
     return onCamera(handle, false,
                     [=](CameraSession &camera) { return camera.aoi(command, parameter, size); });
 }
@@ -120,7 +122,7 @@ TAVO_API int32_t tv_AOI(cameraHandle handle, uint32_t command, void *parameter, 
 TAVO_API int32_t tv_AllocImageMem(cameraHandle handle, int32_t width, int32_t height,
                                   int32_t bitsPerPixel, char **memory, int32_t *memoryId)
 {
-    TAVO_FAULT("tv_AllocImageMem");
+    TAVO_FAULT();
     return onCamera(handle, false, [=](CameraSession &camera) {
         return camera.allocImageMem(width, height, bitsPerPixel, memory, memoryId);
     });
@@ -128,28 +130,28 @@ TAVO_API int32_t tv_AllocImageMem(cameraHandle handle, int32_t width, int32_t he
 
 TAVO_API int32_t tv_FreeImageMem(cameraHandle handle, char *memory, int32_t memoryId)
 {
-    TAVO_FAULT("tv_FreeImageMem");
+    TAVO_FAULT();
     return onCamera(handle, true,
                     [=](CameraSession &camera) { return camera.freeImageMem(memory, memoryId); });
 }
 
 TAVO_API int32_t tv_AddToSequence(cameraHandle handle, char *memory, int32_t memoryId)
 {
-    TAVO_FAULT("tv_AddToSequence");
+    TAVO_FAULT();
     return onCamera(handle, false,
                     [=](CameraSession &camera) { return camera.addToSequence(memory, memoryId); });
 }
 
 TAVO_API int32_t tv_ClearSequence(cameraHandle handle)
 {
-    TAVO_FAULT("tv_ClearSequence");
+    TAVO_FAULT();
     return onCamera(handle, true, [](CameraSession &camera) { return camera.clearSequence(); });
 }
 
 TAVO_API int32_t tv_GetActSeqBuf(cameraHandle handle, int32_t *number, char **memory,
                                  char **lastMemory)
 {
-    TAVO_FAULT("tv_GetActSeqBuf");
+    TAVO_FAULT();
     return onCamera(handle, false, [=](CameraSession &camera) {
         return camera.actSeqBuf(number, memory, lastMemory);
     });
@@ -157,14 +159,14 @@ TAVO_API int32_t tv_GetActSeqBuf(cameraHandle handle, int32_t *number, char **me
 
 TAVO_API int32_t tv_LockSeqBuf(cameraHandle handle, int32_t number, char *memory)
 {
-    TAVO_FAULT("tv_LockSeqBuf");
+    TAVO_FAULT();
     return onCamera(handle, false,
                     [=](CameraSession &camera) { return camera.lockSeqBuf(number, memory, true); });
 }
 
 TAVO_API int32_t tv_UnlockSeqBuf(cameraHandle handle, int32_t number, char *memory)
 {
-    TAVO_FAULT("tv_UnlockSeqBuf");
+    TAVO_FAULT();
     return onCamera(handle, true, [=](CameraSession &camera) {
         return camera.lockSeqBuf(number, memory, false);
     });
@@ -172,41 +174,41 @@ TAVO_API int32_t tv_UnlockSeqBuf(cameraHandle handle, int32_t number, char *memo
 
 TAVO_API int32_t tv_CaptureVideo(cameraHandle handle, int32_t wait)
 {
-    TAVO_FAULT("tv_CaptureVideo");
+    TAVO_FAULT();
     return onCamera(handle, false,
                     [=](CameraSession &camera) { return camera.captureVideo(wait); });
 }
 
 TAVO_API int32_t tv_FreezeVideo(cameraHandle handle, int32_t wait)
 {
-    TAVO_FAULT("tv_FreezeVideo");
+    TAVO_FAULT();
     return onCamera(handle, false, [=](CameraSession &camera) { return camera.freezeVideo(wait); });
 }
 
 TAVO_API int32_t tv_StopLiveVideo(cameraHandle handle, int32_t wait)
 {
-    TAVO_FAULT("tv_StopLiveVideo");
+    TAVO_FAULT();
     return onCamera(handle, true,
                     [=](CameraSession &camera) { return camera.stopLiveVideo(wait); });
 }
 
 TAVO_API int32_t tv_GetPixelClockRange(cameraHandle handle, int32_t *min, int32_t *max)
 {
-    TAVO_FAULT("tv_GetPixelClockRange");
+    TAVO_FAULT();
     return onCamera(handle, false,
                     [=](CameraSession &camera) { return camera.pixelClockRange(min, max); });
 }
 
 TAVO_API int32_t tv_SetPixelClock(cameraHandle handle, int32_t clock)
 {
-    TAVO_FAULT("tv_SetPixelClock");
+    TAVO_FAULT();
     return onCamera(handle, false, [=](CameraSession &camera) { return camera.pixelClock(clock); });
 }
 
 TAVO_API int32_t tv_GetFrameTimeRange(cameraHandle handle, double *minTime, double *maxTime,
                                       double *interval)
 {
-    TAVO_FAULT("tv_GetFrameTimeRange");
+    TAVO_FAULT();
     return onCamera(handle, false, [=](CameraSession &camera) {
         return camera.frameTimeRange(minTime, maxTime, interval);
     });
@@ -214,14 +216,14 @@ TAVO_API int32_t tv_GetFrameTimeRange(cameraHandle handle, double *minTime, doub
 
 TAVO_API int32_t tv_GetFramesPerSecond(cameraHandle handle, double *fps)
 {
-    TAVO_FAULT("tv_GetFramesPerSecond");
+    TAVO_FAULT();
     return onCamera(handle, false,
                     [=](CameraSession &camera) { return camera.framesPerSecond(fps); });
 }
 
 TAVO_API int32_t tv_SetFrameRate(cameraHandle handle, double fps, double *actual)
 {
-    TAVO_FAULT("tv_SetFrameRate");
+    TAVO_FAULT();
     return onCamera(handle, false,
                     [=](CameraSession &camera) { return camera.setFrameRate(fps, actual); });
 }
@@ -229,7 +231,7 @@ TAVO_API int32_t tv_SetFrameRate(cameraHandle handle, double fps, double *actual
 TAVO_API int32_t tv_GetExposureRange(cameraHandle handle, double *min, double *max,
                                      double *increment)
 {
-    TAVO_FAULT("tv_GetExposureRange");
+    TAVO_FAULT();
     return onCamera(handle, false, [=](CameraSession &camera) {
         return camera.exposureRange(min, max, increment);
     });
@@ -237,7 +239,7 @@ TAVO_API int32_t tv_GetExposureRange(cameraHandle handle, double *min, double *m
 
 TAVO_API int32_t tv_SetExposureTime(cameraHandle handle, double exposure, double *actual)
 {
-    TAVO_FAULT("tv_SetExposureTime");
+    TAVO_FAULT();
     return onCamera(handle, false,
                     [=](CameraSession &camera) { return camera.exposure(exposure, actual); });
 }
@@ -245,7 +247,7 @@ TAVO_API int32_t tv_SetExposureTime(cameraHandle handle, double exposure, double
 TAVO_API int32_t tv_SetHardwareGain(cameraHandle handle, int32_t master, int32_t red, int32_t green,
                                     int32_t blue)
 {
-    TAVO_FAULT("tv_SetHardwareGain");
+    TAVO_FAULT();
     return onCamera(handle, false, [=](CameraSession &camera) {
         return camera.hardwareGain(master, red, green, blue);
     });
@@ -253,7 +255,7 @@ TAVO_API int32_t tv_SetHardwareGain(cameraHandle handle, int32_t master, int32_t
 
 TAVO_API int32_t tv_Event(cameraHandle handle, uint32_t operation, void *parameter, uint32_t size)
 {
-    TAVO_FAULT("tv_Event");
+    TAVO_FAULT();
     EventHub &events = library().events();
     if (!parameter)
         return InvalidArgument;
@@ -304,7 +306,7 @@ TAVO_API int32_t tv_Event(cameraHandle handle, uint32_t operation, void *paramet
 
 TAVO_API int32_t tv_GetError(cameraHandle, int32_t *code, char **text)
 {
-    TAVO_FAULT("tv_GetError");
+    TAVO_FAULT();
     if (!code || !text)
         return InvalidArgument;
     const char *message = statusText(*code);
@@ -316,7 +318,7 @@ TAVO_API int32_t tv_GetError(cameraHandle, int32_t *code, char **text)
 
 TAVO_API int32_t tv_HotPixel(cameraHandle handle, uint32_t command, void *parameter, uint32_t size)
 {
-    TAVO_FAULT("tv_HotPixel");
+    TAVO_FAULT();
     return onCamera(handle, false, [=](CameraSession &camera) {
         return camera.hotPixel(command, parameter, size);
     });

@@ -37,6 +37,8 @@ private slots:
     void faults();
     void firmwareUpload();
     void configuration();
+    void configurationLimits_data();
+    void configurationLimits();
     void iniFile();
 };
 
@@ -309,6 +311,73 @@ void tst_SimulatorApi::configuration()
     SensorInfo info;
     tv_GetSensorInfo(camera.handle, &info);
     QCOMPARE(info.sensorType, uint16_t(0x4D));
+}
+
+void tst_SimulatorApi::configurationLimits_data()
+{
+    QTest::addColumn<QString>("camera");
+    QTest::addColumn<QString>("error"); // empty: the configuration is good
+    QTest::addColumn<int>("defects");
+
+    const QString s64 = QStringLiteral(R"("serial": "S", "width": 64, "height": 64, )");
+    const auto row
+            = [&](const char *name, const QString &camera, const char *error, int defects = 0) {
+                  QTest::newRow(name) << camera << QString::fromUtf8(error) << defects;
+              };
+    // A count beyond any sensor once overflowed and hung every process.
+    row("plant INT_MAX", s64 + R"("plantDefects": {"count": 2147483647})",
+        "\"count\" must be a whole number from 0 to 16");
+    row("plant too many", s64 + R"("plantDefects": {"count": 17})",
+        "\"count\" must be a whole number from 0 to 16");
+    row("plant as many as fit", s64 + R"("plantDefects": {"count": 16})", "", 16);
+    row("plant most",
+        R"("serial": "S", "width": 8192, "height": 8192, "plantDefects": {"count": 65535})", "",
+        65535);
+    row("plant fraction", s64 + R"("plantDefects": {"count": 2.5})", "\"count\" must be a whole");
+    row("plant negative", s64 + R"("plantDefects": {"count": -1})", "\"count\" must be a whole");
+    row("plant text", s64 + R"("plantDefects": {"count": "3"})", "\"count\" must be a whole");
+    row("plant seed", s64 + R"("plantDefects": {"seed": 1e12})", "\"seed\" must be a whole");
+    row("plant every", s64 + R"("plantDefects": {"factoryEvery": -2})", "\"factoryEvery\"");
+    row("plant strength", s64 + R"("plantDefects": {"strengths": [5000]})", "\"strengths\"");
+    row("plant key", s64 + R"("plantDefects": {"cout": 3})", "unknown key \"cout\"");
+    row("plant array", s64 + R"("plantDefects": [3])", "plantDefects: not an object");
+    row("width huge", R"("serial": "S", "width": 1e300, "height": 64)", "\"width\" must be");
+    row("height missing", R"("serial": "S", "width": 64)", "\"height\" are required");
+    row("device id", s64 + R"("deviceId": 32768)", "\"deviceId\" must be a whole number from 1");
+    row("camera id", s64 + R"("cameraId": 4294967296)", "\"cameraId\" must be");
+    row("third word", s64 + R"("thirdWord": -1)", "\"thirdWord\" must be");
+    row("sensor type", s64 + R"("sensorType": "0x10000")", "\"sensorType\" must be");
+    row("color mode", s64 + R"("colorMode": 1e10)", "\"colorMode\" must be");
+    row("clock", s64 + R"("pixelClock": {"min": 5, "max": 99999})", "\"max\" must be");
+    row("clock default", s64 + R"("pixelClock": {"min": 5, "max": 9, "default": 10})",
+        "\"default\" must be a whole number from 5 to 9");
+    row("capacity", s64 + R"("userCapacity": 65536)", "\"userCapacity\" must be");
+    row("upload", s64 + R"("firmwareUploadMs": 1e12)", "\"firmwareUploadMs\" must be");
+    row("loss rate", s64 + R"("frameLossRate": "none")", "\"frameLossRate\" must be");
+    row("memory flag", s64 + R"("cameraMemory": "yes")", "\"cameraMemory\" must be true or false");
+    row("defect strength", s64 + R"("defects": [[1, 2, 2.5]])", "\"strength\" must be");
+    row("defect outside", s64 + R"("factoryList": [[64, 0]])",
+        "\"x\" must be a whole number from 0 to 63");
+    row("serial path", R"("serial": "../S", "width": 64, "height": 64)", "\"serial\" must not");
+}
+
+// Every number of the configuration has its limits; one outside is a clear
+// error on standard error and no camera is listed.
+void tst_SimulatorApi::configurationLimits()
+{
+    QFETCH(QString, camera);
+    QFETCH(QString, error);
+    QFETCH(int, defects);
+    TestUtil::SimEnvironment environment("{\"cameras\": [{" + camera + "}]}");
+    const TestUtil::SimToolResult result = TestUtil::runSimTool({"list"});
+    QCOMPARE(tvsim_config_valid(), error.isEmpty() ? 1 : 0);
+    QCOMPARE(result.exitCode, error.isEmpty() ? 0 : 1);
+    if (!error.isEmpty()) {
+        QVERIFY2(result.errors.contains("can't read the camera configuration"),
+                 qPrintable(result.errors));
+        QVERIFY2(result.errors.contains(error), qPrintable(result.errors));
+    }
+    QCOMPARE(tvsim_defects("S", nullptr, 0), error.isEmpty() ? defects : -1);
 }
 
 void tst_SimulatorApi::iniFile()

@@ -7,6 +7,7 @@
 #include <QtTest>
 
 #include <future>
+#include <pthread.h>
 
 namespace {
 
@@ -19,6 +20,13 @@ waitAsync(cameraHandle handle, std::vector<uint32_t> codes, uint32_t timeoutMs =
         const int32_t status = tv_Event(handle, TV_EVT_OP_WAIT, &wait, sizeof wait);
         return std::make_pair(status, wait.signaled);
     });
+}
+
+void *waitOnDeviceEvents(void *argument)
+{
+    auto *wait = static_cast<EventWait *>(argument);
+    tv_Event(0, TV_EVT_OP_WAIT, wait, sizeof *wait);
+    return nullptr;
 }
 
 bool finishes(std::future<std::pair<int32_t, uint32_t>> &result, int ms = 20000)
@@ -36,6 +44,8 @@ private slots:
     void signalAcrossThreads();
     void arguments();
     void exitEndsWaits();
+    void cancelledWait_data();
+    void cancelledWait();
 };
 
 void tst_SimulatorEvents::signalAcrossThreads()
@@ -114,6 +124,37 @@ void tst_SimulatorEvents::exitEndsWaits()
     camera.close();
     QVERIFY(finishes(orphan));
     QVERIFY(orphan.get().first != TV_SUCCESS);
+}
+
+void tst_SimulatorEvents::cancelledWait_data()
+{
+    QTest::addColumn<uint32_t>("timeout");
+    QTest::newRow("for ever") << 0xFFFFFFFFu;
+    QTest::newRow("timed") << 60000u;
+}
+
+// A thread cancelled in a wait (as QThread::terminate does) leaves no waiter
+// behind that could take a later event.
+void tst_SimulatorEvents::cancelledWait()
+{
+    QFETCH(uint32_t, timeout);
+    TestUtil::SimEnvironment environment;
+    uint32_t code = 10100;
+    QCOMPARE(registerEvents(0, {code}), TV_SUCCESS);
+    EventWait wait {&code, 1, 0, timeout, 0, 0};
+    pthread_t thread;
+    QCOMPARE(pthread_create(&thread, nullptr, waitOnDeviceEvents, &wait), 0);
+    // Acted on in the wait at the latest: nothing before it is a cancellation point.
+    QCOMPARE(pthread_cancel(thread), 0);
+    void *result = nullptr;
+    QCOMPARE(pthread_join(thread, &result), 0);
+    QCOMPARE(result, PTHREAD_CANCELED);
+
+    QCOMPARE(tv_Event(0, TV_EVT_OP_SIGNAL, &code, 4), TV_SUCCESS);
+    EventWait next {&code, 1, 0, 0, 0, 0};
+    QCOMPARE(tv_Event(0, TV_EVT_OP_WAIT, &next, sizeof next), TV_SUCCESS);
+    QCOMPARE(next.signaled, code);
+    QCOMPARE(tv_Event(0, TV_EVT_OP_RELEASE, &code, 4), TV_SUCCESS);
 }
 
 QTEST_GUILESS_MAIN(tst_SimulatorEvents)

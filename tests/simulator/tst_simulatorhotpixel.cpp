@@ -5,6 +5,7 @@
 #include "tests/testutil/testutil.h"
 
 #include <QFile>
+#include <QPoint>
 #include <QtTest>
 
 #include <cstring>
@@ -61,9 +62,13 @@ class tst_SimulatorHotpixel : public QObject
 private slots:
     void cameraLists();
     void persistence();
+    void staleTemporaries_data();
+    void staleTemporaries();
     void softListFile();
     void softListFileFaults_data();
     void softListFileFaults();
+    void fileBytes_data();
+    void fileBytes();
     void correction();
 };
 
@@ -136,6 +141,43 @@ void tst_SimulatorHotpixel::persistence()
     QCOMPARE(readList(camera.handle, TV_HP_USER_LIST_COUNT, TV_HP_USER_LIST_READ), words({}));
 }
 
+void tst_SimulatorHotpixel::staleTemporaries_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("removed");
+
+    // What a process killed during a write of the state leaves behind.
+    QTest::newRow("named by pid") << "HP1.state.tmp.4242" << true;
+    QTest::newRow("named at random") << "HP1.state.qieqVG" << true;
+    // Anything else stays.
+    QTest::newRow("not a pid") << "HP1.state.tmp.x1" << false;
+    QTest::newRow("five letters") << "HP1.state.notes" << false;
+    QTest::newRow("seven letters") << "HP1.state.backup1" << false;
+    QTest::newRow("no dot") << "HP1.stateqieqVG" << false;
+    QTest::newRow("other camera") << "HP2.state.tmp.4242" << false;
+}
+
+// Stale temporary files of the camera's state go when it is opened and
+// before each write of its state.
+void tst_SimulatorHotpixel::staleTemporaries()
+{
+    QFETCH(QString, name);
+    QFETCH(bool, removed);
+    TestUtil::SimEnvironment environment(kSmallFleet);
+    const QString path = environment.stateDir() + '/' + name;
+    const auto leave = [&path] {
+        QFile file(path);
+        return file.open(QIODevice::WriteOnly) && file.write("TVST") == 4;
+    };
+    QVERIFY(leave());
+    SimCamera camera(1, false);
+    QCOMPARE(camera.status, TV_SUCCESS);
+    QCOMPARE(QFile::exists(path), !removed);
+    QVERIFY(leave());
+    QCOMPARE(writeList(camera.handle, TV_HP_USER_LIST_WRITE, words({{7, 8}})), TV_SUCCESS);
+    QCOMPARE(QFile::exists(path), !removed);
+}
+
 void tst_SimulatorHotpixel::softListFile()
 {
     TestUtil::SimEnvironment environment(kSmallFleet);
@@ -154,6 +196,62 @@ void tst_SimulatorHotpixel::softListFile()
     QVERIFY(fileCommand(h, TV_HP_SOFT_LIST_SAVE, environment.root() + "/no/such/dir/x.bin")
             != TV_SUCCESS);
     QVERIFY(fileCommand(h, TV_HP_SOFT_LIST_LOAD, name, 4) != TV_SUCCESS);
+}
+
+void tst_SimulatorHotpixel::fileBytes_data()
+{
+    QTest::addColumn<bool>("state"); // else the soft list file
+    QTest::addColumn<QVector<QPoint>>("pixels");
+    QTest::addColumn<QByteArray>("bytes");
+
+    QTest::newRow("soft list")
+            << false << QVector<QPoint>({{1, 2}, {63, 47}, {0, 0}})
+            << QByteArray::fromHex("545648500100000003000000010002003f002f0000000000ff83e2cf");
+    QTest::newRow("no soft list") << false << QVector<QPoint>()
+                                  << QByteArray::fromHex("545648500100000000000000c7b636e7");
+    QTest::newRow("user list") << true << QVector<QPoint>({{7, 8}, {9, 10}})
+                               << QByteArray::fromHex(
+                                          "5456535401000000020000000700080009000a00f0ae0533");
+    QTest::newRow("no user list") << true << QVector<QPoint>()
+                                  << QByteArray::fromHex("545653540100000000000000d49d9465");
+}
+
+// The files read and write exactly these bytes: little-endian, CRC-32 as zlib.
+void tst_SimulatorHotpixel::fileBytes()
+{
+    QFETCH(bool, state);
+    QFETCH(QVector<QPoint>, pixels);
+    QFETCH(QByteArray, bytes);
+    TestUtil::SimEnvironment environment(kSmallFleet);
+    const QString path = state ? environment.stateDir() + QStringLiteral("/HP1.state")
+                               : environment.root() + QStringLiteral("/list.bin");
+    const auto fileBytes = [&path] {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    std::vector<uint16_t> list = {uint16_t(pixels.size())};
+    for (const QPoint &pixel : pixels) {
+        list.push_back(uint16_t(pixel.x()));
+        list.push_back(uint16_t(pixel.y()));
+    }
+    {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+    }
+    SimCamera camera(1, false);
+    const cameraHandle h = camera.handle;
+    if (state) {
+        QCOMPARE(readList(h, TV_HP_USER_LIST_COUNT, TV_HP_USER_LIST_READ), list);
+        QVERIFY(QFile::remove(path));
+        QCOMPARE(writeList(h, TV_HP_USER_LIST_WRITE, list), TV_SUCCESS);
+    } else {
+        QCOMPARE(fileCommand(h, TV_HP_SOFT_LIST_LOAD, path), TV_SUCCESS);
+        if (!pixels.isEmpty())
+            QCOMPARE(readList(h, TV_HP_SOFT_LIST_COUNT, TV_HP_SOFT_LIST_READ), list);
+        QVERIFY(QFile::remove(path));
+        QCOMPARE(fileCommand(h, TV_HP_SOFT_LIST_SAVE, path), TV_SUCCESS);
+    }
+    QCOMPARE(fileBytes().toHex(), bytes.toHex());
 }
 
 void tst_SimulatorHotpixel::softListFileFaults_data()

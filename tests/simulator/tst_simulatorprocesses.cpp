@@ -4,6 +4,9 @@
 #include "tests/simulator/simcamera.h"
 #include "tests/testutil/testutil.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QtTest>
 
@@ -26,6 +29,10 @@ private slots:
     void deadHolderFreesCamera();
     void toolHotPlug();
     void toolCommands();
+    void toolTruth_data();
+    void toolTruth();
+    void toolTruthBuiltIn();
+    void manualPage();
 };
 
 void tst_SimulatorProcesses::inUseElsewhere()
@@ -107,6 +114,15 @@ void tst_SimulatorProcesses::toolCommands()
     QCOMPARE(result.exitCode, 2);
     QVERIFY(result.errors.contains("unknown command"));
     QCOMPARE(TestUtil::runSimTool({"fail", "tv_GetCameraList", "x"}).exitCode, 2);
+    QCOMPARE(TestUtil::runSimTool({"list", "--json"}).exitCode, 2);
+    result = TestUtil::runSimTool({"--help"});
+    QCOMPARE(result.exitCode, 0);
+    for (const char *command : {"list", "unplug", "plug", "cover", "uncover", "fail", "reset",
+                                "hold", "truth", "--json", "--exposure", "--gain", "--version"})
+        QVERIFY2(result.output.contains(QLatin1String(command)), command);
+    result = TestUtil::runSimTool({"--version"});
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(result.output.startsWith("tavo-sim "));
     // A fault set by the tool reaches this process.
     QCOMPARE(TestUtil::runSimTool({"fail", "tv_GetNumberOfCameras", "5"}).exitCode, 0);
     int32_t count = 0;
@@ -116,6 +132,102 @@ void tst_SimulatorProcesses::toolCommands()
 
     QCOMPARE(TestUtil::runSimTool({"cover", "4103000101"}).exitCode, 0);
     QVERIFY(TestUtil::runSimTool({"list"}).output.contains("covered"));
+}
+
+void tst_SimulatorProcesses::toolTruth_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("output");
+
+    // A factory list entry with no defect behind it is no hot pixel.
+    QTest::newRow("plain") << QStringList {"truth", "T\\1"} << 0 << "30 5 60\n10 20 100 factory\n";
+    QTest::newRow("json") << QStringList {"truth", "--json", "T\\1"} << 0
+                          << "{\"serial\": \"T\\\\1\", \"pixels\": [\n"
+                             "  {\"x\": 30, \"y\": 5, \"strength\": 60, \"factory\": false},\n"
+                             "  {\"x\": 10, \"y\": 20, \"strength\": 100, \"factory\": true}\n]}\n";
+    QTest::newRow("json, none") << QStringList {"truth", "Clean", "--json"} << 0
+                                << "{\"serial\": \"Clean\", \"pixels\": []}\n";
+    // Half the exposure and no gain: a quarter of the signal.
+    QTest::newRow("scaled") << QStringList {"truth", "T\\1", "--exposure", "150", "--gain", "0"}
+                            << 0 << "30 5 15\n10 20 25 factory\n";
+    QTest::newRow("unknown") << QStringList {"truth", "T2"} << 1 << QString();
+    QTest::newRow("no serial") << QStringList {"truth", "--json"} << 2 << QString();
+    QTest::newRow("two serials") << QStringList {"truth", "T\\1", "Clean"} << 2 << QString();
+    QTest::newRow("bad gain") << QStringList {"truth", "T\\1", "--gain", "101"} << 2 << QString();
+}
+
+void tst_SimulatorProcesses::toolTruth()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, output);
+    TestUtil::SimEnvironment environment(R"({"cameras": [
+        {"serial": "T\\1", "width": 64, "height": 64,
+         "factoryDefects": [[10, 20, 100]], "defects": [[30, 5, 60]], "factoryList": [[1, 1]]},
+        {"serial": "Clean", "width": 64, "height": 64}]})");
+    const TestUtil::SimToolResult result = TestUtil::runSimTool(arguments);
+    QCOMPARE(result.exitCode, exitCode);
+    QCOMPARE(result.output, output);
+    if (arguments.contains("--json") && exitCode == 0)
+        QVERIFY(QJsonDocument::fromJson(result.output.toUtf8()).isObject());
+}
+
+// The built-in cameras' truth is the library's own list of defects.
+void tst_SimulatorProcesses::toolTruthBuiltIn()
+{
+    TestUtil::SimEnvironment environment;
+    const TestUtil::SimToolResult result = TestUtil::runSimTool({"truth", "4103000102", "--json"});
+    QCOMPARE(result.exitCode, 0);
+    const QJsonArray pixels = QJsonDocument::fromJson(result.output.toUtf8())["pixels"].toArray();
+    std::vector<TvsimDefect> defects(64);
+    defects.resize(size_t(tvsim_defects("4103000102", defects.data(), 64)));
+    QCOMPARE(size_t(pixels.size()), defects.size());
+    int factory = 0;
+    for (const TvsimDefect &defect : defects) {
+        const QJsonObject pixel {{"x", defect.x},
+                                 {"y", defect.y},
+                                 {"strength", defect.strength},
+                                 {"factory", defect.factory == 1}};
+        QVERIFY2(pixels.contains(pixel), qPrintable(QString::number(defect.x)));
+        factory += defect.factory;
+    }
+    QCOMPARE(factory, 10);
+}
+
+// The manual page describes the commands and options that --help lists, no
+// more and no fewer.
+void tst_SimulatorProcesses::manualPage()
+{
+    const TestUtil::SimToolResult help = TestUtil::runSimTool({"--help"});
+    QCOMPARE(help.exitCode, 0);
+    QFile file(QStringLiteral(SPECKMEND_SOURCE_DIR "/docs/man/tavo-sim.1"));
+    QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
+    const QString manual = QString::fromUtf8(file.readAll());
+    const auto matches = [](const QString &text, const QString &pattern) {
+        QSet<QString> found;
+        QRegularExpressionMatchIterator it
+                = QRegularExpression(pattern, QRegularExpression::MultilineOption)
+                          .globalMatch(text);
+        while (it.hasNext())
+            found.insert(it.next().captured(1));
+        return found;
+    };
+    const auto section = [](const QString &text, const QString &from, const QString &to) {
+        return text.section(from, 1).section(to, 0, 0);
+    };
+    const QSet<QString> commands
+            = matches(section(help.output, "Commands:", "\n\n"), "^  ([a-z]+) ");
+    QVERIFY(commands.contains("truth") && commands.contains("list"));
+    QCOMPARE(matches(section(manual, ".SH COMMANDS", ".SH"), "^\\.TP\\n\\.BI? \"?([a-z]+)"),
+             commands);
+    QSet<QString> options
+            = matches(section(help.output, "Options:", "Arguments:"), "--([a-z][a-z-]*)");
+    options.remove("help-all"); // Qt's own, none for this tool
+    QCOMPARE(options, QSet<QString>({"help", "version", "json", "exposure", "gain"}));
+    QCOMPARE(matches(section(manual, ".SH OPTIONS", ".SH"),
+                     "^\\.TP\\n\\.B[IR]? [^\\n]*?\\\\-\\\\-([a-z][a-z-]*)"),
+             options);
 }
 
 QTEST_GUILESS_MAIN(tst_SimulatorProcesses)
