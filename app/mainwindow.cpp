@@ -6,7 +6,6 @@
 #include "controls/parameterblockwidget.h"
 #include "controls/parameterwidget.h"
 #include "detection/detectiondialogue.h"
-#include "detection/hotpixeldetector.h"
 #include "display/displaywidget.h"
 #include "display/magnifier.h"
 #include "display/magnifiercontrol.h"
@@ -35,14 +34,6 @@
 #include <stdexcept>
 
 namespace {
-
-// Progress of the running detection: 0 outside a run, plus 10 per collected frame.
-int detectionProgressCounter = 0;
-
-constexpr int framesPerRun = 10;
-constexpr int progressStep = 10;
-constexpr uchar brightByteLimit = 101;
-constexpr int brightCountLimit = 5001;
 
 QString exceptionText(const std::exception &e)
 {
@@ -378,44 +369,8 @@ void MainWindow::newImage(QImage &image)
             m_magnifierControl->magnifier->setImage(image);
         ui->display->setImage(image);
 
-        if (!m_detecting)
-            return;
-
-        if (m_images.size() > framesPerRun - 1) {
-            // The frame after the tenth only hands the collected ones over.
-            m_detecting = false;
-            detectionProgressCounter = 0;
-            detectBadpixel();
-            return;
-        }
-
-        m_images.append(image.copy());
-        detectionProgressCounter += progressStep;
-        m_detectionDialogue->updateProgress(detectionProgressCounter);
-
-        // A frame with too many bright bytes is not dark: the sensor is not
-        // covered or the threshold is too low. Bytes, not pixels, are counted.
-        const uchar *bytes = image.constBits();
-        const qsizetype size = image.sizeInBytes();
-        int bright = 0;
-        bool tooBright = false;
-        for (qsizetype i = 0; i < size; ++i) {
-            if (bytes[i] >= brightByteLimit && ++bright >= brightCountLimit) {
-                tooBright = true;
-                break;
-            }
-        }
-        if (tooBright) {
-            m_images.clear();
-            m_detecting = false;
-            detectionProgressCounter = 0;
-            QMessageBox::critical(this, tr("Detection failed"),
-                                  tr("Too many hot pixel have been found.\nPlease make sure that "
-                                     "the sensor is completely obscured and the threshold is not "
-                                     "too low."),
-                                  QMessageBox::Ok);
-            m_detectionDialogue->abortDetect();
-        }
+        // A detection run takes the frame while it collects.
+        m_detectionRun.addFrame(image, m_camera.colorMode());
     } catch (const std::exception &e) {
         statusBar()->showMessage(exceptionText(e), 2000);
     }
@@ -756,45 +711,30 @@ void MainWindow::openDetectDialog()
 
 void MainWindow::startDetectingBadpixel(bool clear, uint threshold)
 {
-    m_threshold = threshold;
-    if (clear)
-        m_badpixelListModel.clearUserBadpixelList();
-    m_detecting = true; // collecting starts with the next frame
+    m_detectionRun.start(threshold, clear);
 }
 
-void MainWindow::detectBadpixel()
+void MainWindow::connectDetectionRun()
 {
-    std::unique_ptr<HotpixelDetector> detector;
-    try {
-        BadpixelListModel working(nullptr);
-        detector = std::make_unique<HotpixelDetector>(m_threshold);
-        connect(detector.get(), &BadpixelDetector::detectionFinished, this,
-                &MainWindow::detectionFinished);
-        detector->setInput(m_camera.colorMode(), &m_images);
-
-        // The working list knows what is known already, all as user pixels.
-        working.userLimit = m_badpixelListModel.userLimit;
-        working.factoryLimit = m_badpixelListModel.factoryLimit;
-        const QList<BadpixelEntry> known = m_badpixelListModel.pixels();
-        for (const BadpixelEntry &entry : known)
-            working.addPixel(QPoint(entry.x, entry.y));
-
-        detector->detect(working);
-
-        // Only positions new to the real list land there, each counted in the
-        // dialogue through pixelAdded.
-        const QList<BadpixelEntry> found = working.pixels();
-        for (const BadpixelEntry &entry : found)
-            m_badpixelListModel.addPixel(QPoint(entry.x, entry.y));
-        detector.reset();
-    } catch (const std::exception &e) {
-        statusBar()->showMessage(exceptionText(e), 2000);
-        m_detectionDialogue->showError(exceptionText(e)
-                                       + QStringLiteral(" Please restart detection."));
-        detector.reset();
-    }
-    m_images.clear();
-    m_detectionDialogue->finishDetect();
+    // The run reports to the dialogue opened last.
+    connect(&m_detectionRun, &DetectionRun::progress, this,
+            [this](int value) { m_detectionDialogue->updateProgress(value); });
+    connect(&m_detectionRun, &DetectionRun::tooBright, this, [this] {
+        QMessageBox::critical(this, tr("Detection failed"),
+                              tr("Too many hot pixel have been found.\nPlease make sure that "
+                                 "the sensor is completely obscured and the threshold is not "
+                                 "too low."),
+                              QMessageBox::Ok);
+        m_detectionDialogue->abortDetect();
+    });
+    connect(&m_detectionRun, &DetectionRun::detectionFinished, this,
+            &MainWindow::detectionFinished);
+    connect(&m_detectionRun, &DetectionRun::failed, this, [this](const QString &text) {
+        statusBar()->showMessage(text, 2000);
+        m_detectionDialogue->showError(text + QStringLiteral(" Please restart detection."));
+    });
+    connect(&m_detectionRun, &DetectionRun::finished, this,
+            [this] { m_detectionDialogue->finishDetect(); });
 }
 
 // Help
@@ -1048,6 +988,7 @@ void MainWindow::createConnections()
     // Frames and messages (44, 45)
     connect(&m_camera, &Camera::newImage, this, &MainWindow::newImage);
     connect(&m_camera, &Camera::displayError, ui->statusBar, &QStatusBar::showMessage);
+    connectDetectionRun();
 
     // Devices coming and going (46 to 49)
     connect(&m_camera, &Camera::cameraNewDevice, &m_cameraListModel, &CameraListModel::updateList);

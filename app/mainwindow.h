@@ -6,6 +6,7 @@
 
 #include "camera/camera.h"
 #include "camera/cameralistmodel.h"
+#include "detection/detectionrun.h"
 #include "hotpixel/badpixellistmodel.h"
 #include "hotpixel/pixelclassdelegate.h"
 
@@ -82,7 +83,6 @@ protected slots:
     void clearBadpixel();
     void openDetectDialog();
     void startDetectingBadpixel(bool clear, uint threshold);
-    void detectBadpixel();
     void onShowHideCameraListDock();
     void onShowHideBadpixelListDock();
     void onShowHideMagnifierDock();
@@ -104,18 +104,17 @@ private:
     void writeSettings();
     CameraRow selectedCamera();
     void checkHotpixelStorage();
+    void connectDetectionRun();
 
     // The form and the selection models are released first in the destructor,
     // before the value members below, so that the models outlive them.
     std::unique_ptr<Ui_MainWindow> ui;
     int m_scale = 1;
-    bool m_detecting = false;
-    unsigned int m_threshold = 25;
     double m_resetMarker = 1111.0; // stored to, read nowhere
-    QVector<QImage> m_images;
     Camera m_camera;
     CameraListModel m_cameraListModel;
     BadpixelListModel m_badpixelListModel;
+    DetectionRun m_detectionRun {&m_badpixelListModel};
     std::unique_ptr<QItemSelectionModel> m_cameraSelection;
     std::unique_ptr<QItemSelectionModel> m_badpixelSelection;
     QPoint m_magnifierPosition;
