@@ -86,7 +86,7 @@ yellow() {
     convert "$work/$1-area.png" -fuzz 30% -fill black +opaque '#ffff00' -fill white -opaque '#ffff00' \
         -format '%[fx:round(mean*w*h)]' info:
 }
-windows() { xdotool search --onlyvisible --pid "$pid" '' 2>/dev/null | wc -l; }
+windows() { { xdotool search --onlyvisible --pid "$pid" '' 2>/dev/null || true; } | wc -l; }
 
 shot before
 image_area before

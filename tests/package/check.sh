@@ -57,7 +57,7 @@ for file in usr/share/speckmend/cameraparameter.xml usr/share/man/man1/speckmend
     usr/share/icons/hicolor/48x48/apps/speckmend.png; do
     [ -f "$root/fs/$file" ] && pass "/$file" || fail "/$file is missing"
 done
-if man -l "$root/fs/usr/share/man/man1/speckmend.1.gz" 2>/dev/null | grep -q "speckmend - "; then
+if grep -q "speckmend - " <<<"$(man -l "$root/fs/usr/share/man/man1/speckmend.1.gz" 2>/dev/null)"; then
     pass "the manual page renders"
 else
     fail "the manual page does not render"
@@ -65,8 +65,9 @@ fi
 
 # Installed programs find the camera library by the system's search alone.
 for binary in "$root"/fs/usr/bin/*; do
-    if readelf -d "$binary" | grep -Eq 'RUNPATH|RPATH'; then
-        fail "$(basename "$binary") has a RUNPATH: $(readelf -d "$binary" | grep -E 'RUNPATH|RPATH')"
+    dynamic="$(readelf -d "$binary")"
+    if grep -Eq 'RUNPATH|RPATH' <<<"$dynamic"; then
+        fail "$(basename "$binary") has a RUNPATH: $(grep -E 'RUNPATH|RPATH' <<<"$dynamic")"
     else
         pass "$(basename "$binary") has no RUNPATH"
     fi
@@ -80,10 +81,11 @@ export TAVO_SIM_STATE_DIR="$root/sim/state" TAVO_SIM_RUNTIME_DIR="$root/sim/runt
 unset TAVO_SIM_CONFIG TAVO_SIM_FAULTS DISPLAY WAYLAND_DISPLAY QT_QPA_PLATFORM
 cd "$root/here" || exit 1
 
-if ldd "$root/fs/usr/bin/speckmend" | grep -q "libtavo_api.so.1 => $root/fs/usr/lib/$multiarch/"; then
+libraries="$(ldd "$root/fs/usr/bin/speckmend")"
+if grep -qF "libtavo_api.so.1 => $root/fs/usr/lib/$multiarch/" <<<"$libraries"; then
     pass "speckmend finds the packaged libtavo_api.so.1"
 else
-    fail "speckmend does not find the packaged library: $(ldd "$root/fs/usr/bin/speckmend" | grep tavo)"
+    fail "speckmend does not find the packaged library: $(grep tavo <<<"$libraries")"
 fi
 
 output="$("$root/fs/usr/bin/speckmend" --version 2>&1)"
