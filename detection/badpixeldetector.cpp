@@ -1,5 +1,8 @@
 #include "detection/badpixeldetector.h"
 
+#include <algorithm>
+#include <vector>
+
 BadpixelDetector::BadpixelDetector()
     : QObject(nullptr)
 { }
@@ -43,7 +46,9 @@ void BadpixelDetector::buildMono()
     const QImage &first = m_images->at(0);
     m_mono = std::make_unique<Matrix<unsigned>>(unsigned(std::abs(first.height())),
                                                 unsigned(std::abs(first.width())));
-    averageInto(*m_mono, m_gridMono);
+    Matrix<unsigned> *const matrices[] = {m_mono.get()};
+    const PixelGrid *const grids[] = {&m_gridMono};
+    averageInto(matrices, grids, 1);
 }
 
 void BadpixelDetector::buildBayer()
@@ -56,31 +61,52 @@ void BadpixelDetector::buildBayer()
     m_phase01 = std::make_unique<Matrix<unsigned>>(rows, columns);
     m_phase10 = std::make_unique<Matrix<unsigned>>(rows, columns);
     m_phase11 = std::make_unique<Matrix<unsigned>>(rows, columns);
-    averageInto(*m_phase00, m_grid00);
-    averageInto(*m_phase01, m_grid01);
-    averageInto(*m_phase10, m_grid10);
-    averageInto(*m_phase11, m_grid11);
+    Matrix<unsigned> *const matrices[]
+            = {m_phase00.get(), m_phase01.get(), m_phase10.get(), m_phase11.get()};
+    const PixelGrid *const grids[] = {&m_grid00, &m_grid01, &m_grid10, &m_grid11};
+    averageInto(matrices, grids, 4);
 }
 
-// Leaves in each element the truncated mean of its position over all frames.
-void BadpixelDetector::averageInto(Matrix<unsigned> &matrix, const PixelGrid &grid)
+// Leaves in each element the truncated mean of its position over all frames:
+// a pass with the first frame gives each element its first value, one pass
+// for each further frame adds that frame, and a last pass divides by the
+// number of frames. The matrices, all of one size, are walked piece by piece,
+// each piece of each matrix taking all its passes while it is still in the
+// cache, and the phases of one frame one after the other while that frame's
+// lines are. Every element still takes its bytes in frame order, from the
+// position its own walk gives it.
+void BadpixelDetector::averageInto(Matrix<unsigned> *const matrices[],
+                                   const PixelGrid *const grids[], int planes)
 {
     const QVector<QImage> &images = *m_images;
     const QImage &first = images.at(0);
-
-    CopyIterator copy;
-    ImageValueIterator copyWalk(&first, &grid, &copy);
-    matrix.forEach(copyWalk);
-
-    SumIterator sum;
-    for (int i = 1; i < images.size(); ++i) {
-        const QImage &frame = images.at(i);
+    for (const QImage &frame : images) {
         if (frame.width() != first.width() || frame.height() != first.height())
             throw std::runtime_error("Aqcuired images are not the same size.");
-        ImageValueIterator sumWalk(&frame, &grid, &sum);
-        matrix.forEach(sumWalk);
     }
 
+    CopyIterator copy;
+    SumIterator sum;
+    std::vector<ImageValueIterator> walks; // frame by frame, the planes in turn
+    walks.reserve(std::size_t(images.size()) * std::size_t(planes));
+    for (const QImage &frame : images) {
+        for (int p = 0; p < planes; ++p)
+            walks.emplace_back(&frame, grids[p],
+                               walks.size() < std::size_t(planes)
+                                       ? static_cast<PixelValIterator *>(&copy)
+                                       : &sum);
+    }
     DivIterator div(unsigned(images.size()));
-    matrix.forEach(div);
+
+    // The pieces of all matrices together are 32 Ki elements, 128 KiB, so
+    // that they stay in the cache beside the lines of the frames.
+    const std::size_t piece = std::size_t(32 * 1024) / std::size_t(planes);
+    const std::size_t size = std::size_t(matrices[0]->sizeX) * matrices[0]->sizeY;
+    for (std::size_t begin = 0; begin < size; begin += piece) {
+        const std::size_t end = std::min(size, begin + piece);
+        for (std::size_t w = 0; w < walks.size(); ++w)
+            matrices[w % std::size_t(planes)]->forEach(walks[w], begin, end);
+        for (int p = 0; p < planes; ++p)
+            matrices[p]->forEach(div, begin, end);
+    }
 }

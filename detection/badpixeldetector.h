@@ -13,9 +13,12 @@
 #include <QVector>
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <stdexcept>
+#include <type_traits>
+#include <typeinfo>
 
 class BadpixelListModel;
 
@@ -90,9 +93,49 @@ public:
         // The byte at width * posY + posX, the width being the line length.
         const uchar *source() const { return bits + lineOffset + posX; }
 
+        // Walks the positions from the current one to the last of its line,
+        // at most count of them, as advance() would one by one: calls
+        // handle(source, n, step) once, source being the byte of the current
+        // position and the bytes of the n positions lying step apart, and
+        // leaves the walk after them. The common steps come as constants so
+        // that handle's loop is compiled for each. Returns n.
+        template<typename Handle>
+        Q_ALWAYS_INLINE std::size_t walkRun(std::size_t count, Handle &&handle)
+        {
+            if (stepX == 1)
+                return walkRunBy(count, std::integral_constant<unsigned, 1>(), handle);
+            if (stepX == 2)
+                return walkRunBy(count, std::integral_constant<unsigned, 2>(), handle);
+            return walkRunBy(count, stepX, handle);
+        }
+
         void advance()
         {
             posX += stepX;
+            wrapLine();
+        }
+
+    private:
+        template<typename Step, typename Handle>
+        Q_ALWAYS_INLINE std::size_t walkRunBy(std::size_t count, Step step, Handle &handle)
+        {
+            std::size_t n = count;
+            if (int(posX) > width) {
+                n = 1; // a grid starting past the line end still visits its start
+            } else if (step != 0) {
+                const std::size_t lineLeft = (unsigned(width) - posX) / step + 1;
+                if (lineLeft < count)
+                    n = lineLeft;
+            }
+            handle(source(), n, step);
+            posX += unsigned(n) * step;
+            wrapLine();
+            return n;
+        }
+
+        // A line ends once posX is past the width.
+        void wrapLine()
+        {
             if (int(posX) > width) {
                 posX = startX;
                 posY += stepY;
@@ -100,7 +143,6 @@ public:
             }
         }
 
-    private:
         // What the walk needs of the image and the grid, read once for the
         // pass, and the offset of the line of posY.
         const uchar *bits;
@@ -126,7 +168,30 @@ public:
             advance();
         }
 
+        // The rest of the line at once. The detector's own two value
+        // iterators are called as what they are, so that the loop is
+        // compiled for each; any other goes through process().
+        Q_ALWAYS_INLINE std::size_t visitRun(unsigned *elements, std::size_t count)
+        {
+            const std::type_info &type = typeid(*next);
+            if (type == typeid(SumIterator))
+                return runWith(static_cast<SumIterator *>(next), elements, count);
+            if (type == typeid(CopyIterator))
+                return runWith(static_cast<CopyIterator *>(next), elements, count);
+            return runWith(next, elements, count);
+        }
+
         PixelValIterator *next;
+
+    private:
+        template<typename Next>
+        Q_ALWAYS_INLINE std::size_t runWith(Next *to, unsigned *elements, std::size_t count)
+        {
+            return walkRun(count, [to, elements](const uchar *bytes, std::size_t n, auto step) {
+                for (std::size_t i = 0; i < n; ++i)
+                    to->process(elements[i], bytes + i * step);
+            });
+        }
     };
 
     // Reports the element with the walk's position to next, then moves on.
@@ -144,6 +209,18 @@ public:
             advance();
         }
 
+        // The rest of the line at once.
+        Q_ALWAYS_INLINE std::size_t visitRun(unsigned *elements, std::size_t count)
+        {
+            return walkRun(count, [this, elements](const uchar *, std::size_t n, auto step) {
+                PixelPosIterator *const to = next;
+                const unsigned x = posX;
+                const unsigned y = posY;
+                for (std::size_t i = 0; i < n; ++i)
+                    to->report(elements[i], x + unsigned(i) * step, y);
+            });
+        }
+
         PixelPosIterator *next;
     };
 
@@ -157,7 +234,49 @@ public:
 
         void visit(unsigned &element) override { element /= divisor; }
 
+        // The whole matrix at once, by multiplying with the divisor's
+        // reciprocal, which gives the quotient of the division exactly.
+        std::size_t visitRun(unsigned *elements, std::size_t count)
+        {
+            if (divisor == 0) {
+                visit(*elements);
+                return 1;
+            }
+            const Reciprocal reciprocal(divisor);
+            for (std::size_t i = 0; i < count; ++i)
+                elements[i] = reciprocal.divide(elements[i]);
+            return count;
+        }
+
         unsigned divisor;
+
+    private:
+        // Division of any 32-bit number by a fixed divisor d >= 1 as a
+        // multiplication: with 2^(l-1) < d <= 2^l and the 32-bit factor
+        // m = 2^32 (2^l - d) / d + 1, t = m n / 2^32 and
+        // n / d = (t + (n - t) / 2) / 2^(l-1), every division truncating.
+        struct Reciprocal
+        {
+            explicit Reciprocal(unsigned d)
+            {
+                unsigned l = 0;
+                while ((std::uint64_t(1) << l) < d)
+                    ++l;
+                factor = unsigned((((std::uint64_t(1) << l) - d) << 32) / d + 1);
+                shift1 = l > 0 ? 1 : 0;
+                shift2 = l > 0 ? l - 1 : 0;
+            }
+
+            unsigned divide(unsigned n) const
+            {
+                const unsigned t = unsigned((std::uint64_t(factor) * n) >> 32);
+                return (t + ((n - t) >> shift1)) >> shift2;
+            }
+
+            unsigned factor;
+            unsigned shift1;
+            unsigned shift2;
+        };
     };
 
     class ErrColorMode : public std::runtime_error
@@ -186,7 +305,8 @@ protected:
     void prepareMatrices();
     void buildMono();
     void buildBayer();
-    void averageInto(Matrix<unsigned> &matrix, const PixelGrid &grid);
+    void averageInto(Matrix<unsigned> *const matrices[], const PixelGrid *const grids[],
+                     int planes);
 
     int m_colorMode = 11;
     const QVector<QImage> *m_images = nullptr;

@@ -24,6 +24,17 @@ public:
             ++count;
         }
 
+        // The whole matrix at once.
+        std::size_t visitRun(unsigned *elements, std::size_t n)
+        {
+            unsigned runSum = 0;
+            for (std::size_t i = 0; i < n; ++i)
+                runSum += elements[i];
+            sum += runSum;
+            count += unsigned(n);
+            return n;
+        }
+
         unsigned sum = 0;
         unsigned count = 0;
     };

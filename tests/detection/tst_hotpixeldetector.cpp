@@ -6,7 +6,10 @@
 
 #include <QtTest>
 
+#include <algorithm>
+#include <cstdint>
 #include <functional>
+#include <vector>
 
 namespace {
 
@@ -111,6 +114,97 @@ private slots:
         BadpixelDetector::ImagePosIterator positions(&image, &pixelGrid, &recorder);
         m.forEach(positions);
         QTEST(recorder.walk.trimmed(), "walk");
+    }
+
+    // Walks in runs of a line and in pieces of the matrix give each element the
+    // byte and the position that the walk one element at a time gives it.
+    void runs_data()
+    {
+        QTest::addColumn<QVector<int>>("grid"); // width, height, x, y, stepX, stepY
+
+        QTest::newRow("37x5 all") << QVector<int> {37, 5, 0, 0, 1, 1};
+        QTest::newRow("40x9 phase 00") << QVector<int> {40, 9, 0, 0, 2, 2};
+        QTest::newRow("40x9 phase 11") << QVector<int> {40, 9, 1, 1, 2, 2};
+        QTest::newRow("41x8 phase 10") << QVector<int> {41, 8, 1, 0, 2, 2};
+        QTest::newRow("41x8 phase 01") << QVector<int> {41, 8, 0, 1, 2, 2};
+        QTest::newRow("30x12 step 3") << QVector<int> {30, 12, 2, 0, 3, 3};
+    }
+
+    void runs()
+    {
+        QFETCH(QVector<int>, grid);
+        QImage image(grid[0], grid[1], QImage::Format_Indexed8);
+        for (qsizetype i = 0; i < image.sizeInBytes(); ++i)
+            image.bits()[i] = uchar(i * 7 + 3);
+        const PixelGrid pixelGrid
+                = {uchar(grid[2]), uchar(grid[3]), uchar(grid[4]), uchar(grid[5])};
+        const unsigned rows = unsigned(grid[1] / grid[5]);
+        const unsigned columns = unsigned(grid[0] / grid[4]);
+
+        // One element at a time, through the virtual visit().
+        Matrix<unsigned> single(rows, columns);
+        BadpixelDetector::CopyIterator copy;
+        BadpixelDetector::SumIterator sum;
+        BadpixelDetector::ImageValueIterator copyWalk(&image, &pixelGrid, &copy);
+        single.forEach(static_cast<Matrix<unsigned>::Iterator &>(copyWalk));
+        BadpixelDetector::ImageValueIterator sumWalk(&image, &pixelGrid, &sum);
+        single.forEach(static_cast<Matrix<unsigned>::Iterator &>(sumWalk));
+        Recorder expected;
+        BadpixelDetector::ImagePosIterator positions(&image, &pixelGrid, &expected);
+        single.forEach(static_cast<Matrix<unsigned>::Iterator &>(positions));
+
+        // In runs, the matrix taken in pieces of 7 elements.
+        const std::size_t size = std::size_t(rows) * columns;
+        Matrix<unsigned> pieces(rows, columns);
+        BadpixelDetector::ImageValueIterator copyRuns(&image, &pixelGrid, &copy);
+        BadpixelDetector::ImageValueIterator sumRuns(&image, &pixelGrid, &sum);
+        for (std::size_t begin = 0; begin < size; begin += 7) {
+            pieces.forEach(copyRuns, begin, std::min(size, begin + 7));
+            pieces.forEach(sumRuns, begin, std::min(size, begin + 7));
+        }
+        Recorder found;
+        BadpixelDetector::ImagePosIterator positionRuns(&image, &pixelGrid, &found);
+        pieces.forEach(positionRuns);
+
+        QCOMPARE(std::vector<unsigned>(pieces.data, pieces.data + size),
+                 std::vector<unsigned>(single.data, single.data + size));
+        QCOMPARE(found.walk, expected.walk);
+        QVERIFY_EXCEPTION_THROWN(pieces.forEach(copyRuns, 0, size + 1),
+                                 Matrix<unsigned>::out_of_range);
+    }
+
+    // The divide pass multiplies by a reciprocal; its quotients must be those of
+    // the division, also next to multiples of the divisor and at the top of the range.
+    void divide_data()
+    {
+        QTest::addColumn<unsigned>("divisor");
+
+        for (unsigned d : {1u, 2u, 3u, 7u, 10u, 16u, 641u, 0x7FFFFFFFu, 0x80000000u, 0x80000001u,
+                           0xFFFFFFFEu, 0xFFFFFFFFu})
+            QTest::addRow("%u", d) << d;
+    }
+
+    void divide()
+    {
+        QFETCH(unsigned, divisor);
+        std::vector<unsigned> values = {0u, 1u, 0xFFFFFFFFu, 0xFFFFFFFEu, 0x80000000u};
+        for (unsigned k : {1u, 2u, 3u, 40u, 41u, 409u, 0xFFFFu, 0x10000u, 0x7FFFFFFFu}) {
+            const std::uint64_t m = std::uint64_t(k) * divisor;
+            for (std::uint64_t v : {m - 1, m, m + 1}) {
+                if (v <= 0xFFFFFFFFu)
+                    values.push_back(unsigned(v));
+            }
+        }
+        Matrix<unsigned> m(1, unsigned(values.size()));
+        std::copy(values.begin(), values.end(), m.data);
+        BadpixelDetector::DivIterator div(divisor);
+        m.forEach(div);
+        for (std::size_t i = 0; i < values.size(); ++i)
+            QVERIFY2(m.data[i] == values[i] / divisor,
+                     qPrintable(QStringLiteral("%1 / %2 gave %3")
+                                        .arg(values[i])
+                                        .arg(divisor)
+                                        .arg(m.data[i])));
     }
 
     void detect_data()
