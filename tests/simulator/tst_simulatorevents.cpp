@@ -112,12 +112,6 @@ void tst_SimulatorEvents::exitEndsWaits()
 {
     TestUtil::SimEnvironment environment;
     SimCamera camera(3);
-    auto waiting = waitAsync(camera.handle, {camera.ownCode});
-    QVERIFY(!finishes(waiting, 200));
-    // The stop protocol: signal the own code, the waiter returns.
-    QCOMPARE(tv_Event(camera.handle, TV_EVT_OP_SIGNAL, &camera.ownCode, 4), TV_SUCCESS);
-    QVERIFY(finishes(waiting));
-    QCOMPARE(waiting.get().second, camera.ownCode);
     // A waiter left behind when the camera closes is let go with a failure.
     auto orphan = waitAsync(camera.handle, {camera.ownCode});
     QVERIFY(!finishes(orphan, 200));

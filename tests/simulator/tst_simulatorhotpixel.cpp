@@ -1,5 +1,5 @@
 // Hot pixel lists of the simulated camera library: factory, user and soft
-// lists, persistence, the soft list file and correction.
+// lists, their files and correction.
 #include "simulator/tavosim_control.h"
 #include "tests/simulator/simcamera.h"
 #include "tests/testutil/testutil.h"
@@ -61,14 +61,12 @@ class tst_SimulatorHotpixel : public QObject
 
 private slots:
     void cameraLists();
-    void persistence();
     void staleTemporaries_data();
     void staleTemporaries();
-    void softListFile();
-    void softListFileFaults_data();
-    void softListFileFaults();
     void fileBytes_data();
     void fileBytes();
+    void softListFileFaults_data();
+    void softListFileFaults();
     void correction();
 };
 
@@ -114,33 +112,6 @@ void tst_SimulatorHotpixel::cameraLists()
     QCOMPARE(writeList(soft.handle, TV_HP_SOFT_LIST_WRITE, words({{1, 1}})), TV_SUCCESS);
 }
 
-void tst_SimulatorHotpixel::persistence()
-{
-    TestUtil::SimEnvironment environment(kSmallFleet);
-    {
-        SimCamera camera(1, false);
-        QCOMPARE(writeList(camera.handle, TV_HP_USER_LIST_WRITE, words({{7, 8}, {9, 10}})),
-                 TV_SUCCESS);
-    }
-    // As after a restart: the library forgets everything but its files.
-    QVERIFY(environment.reload());
-    {
-        SimCamera camera(1, false);
-        QCOMPARE(readList(camera.handle, TV_HP_USER_LIST_COUNT, TV_HP_USER_LIST_READ),
-                 words({{7, 8}, {9, 10}}));
-    }
-    // Written atomically: no temporary file is left beside the state.
-    QCOMPARE(QDir(environment.stateDir()).entryList(QDir::Files), QStringList {"HP1.state"});
-
-    // A torn or corrupt state file reads as an empty list, never a crash.
-    QFile file(environment.stateDir() + QStringLiteral("/HP1.state"));
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    file.resize(file.size() - 3);
-    file.close();
-    SimCamera camera(1, false);
-    QCOMPARE(readList(camera.handle, TV_HP_USER_LIST_COUNT, TV_HP_USER_LIST_READ), words({}));
-}
-
 void tst_SimulatorHotpixel::staleTemporaries_data()
 {
     QTest::addColumn<QString>("name");
@@ -178,80 +149,66 @@ void tst_SimulatorHotpixel::staleTemporaries()
     QCOMPARE(QFile::exists(path), !removed);
 }
 
-void tst_SimulatorHotpixel::softListFile()
-{
-    TestUtil::SimEnvironment environment(kSmallFleet);
-    SimCamera camera(1, false);
-    const cameraHandle h = camera.handle;
-    // A name with characters outside the basic plane.
-    const QString name = environment.root() + QStringLiteral("/liste-\U0001F600-\u00E9.bin");
-    QCOMPARE(writeList(h, TV_HP_SOFT_LIST_WRITE, words({{1, 2}, {63, 47}, {0, 0}})), TV_SUCCESS);
-    QCOMPARE(fileCommand(h, TV_HP_SOFT_LIST_SAVE, name), TV_SUCCESS);
-    QCOMPARE(QFileInfo(name).size(), 16 + 3 * 4);
-    QCOMPARE(writeList(h, TV_HP_SOFT_LIST_WRITE, words({{9, 9}})), TV_SUCCESS);
-    QCOMPARE(fileCommand(h, TV_HP_SOFT_LIST_LOAD, name), TV_SUCCESS);
-    QCOMPARE(readList(h, TV_HP_SOFT_LIST_COUNT, TV_HP_SOFT_LIST_READ),
-             words({{1, 2}, {63, 47}, {0, 0}}));
-
-    QVERIFY(fileCommand(h, TV_HP_SOFT_LIST_SAVE, environment.root() + "/no/such/dir/x.bin")
-            != TV_SUCCESS);
-    QVERIFY(fileCommand(h, TV_HP_SOFT_LIST_LOAD, name, 4) != TV_SUCCESS);
-}
-
 void tst_SimulatorHotpixel::fileBytes_data()
 {
     QTest::addColumn<bool>("state"); // else the soft list file
-    QTest::addColumn<QVector<QPoint>>("pixels");
     QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QVector<QPoint>>("pixels"); // read from bytes
+    QTest::addColumn<QByteArray>("written"); // from pixels
 
-    QTest::newRow("soft list")
-            << false << QVector<QPoint>({{1, 2}, {63, 47}, {0, 0}})
-            << QByteArray::fromHex("545648500100000003000000010002003f002f0000000000ff83e2cf");
-    QTest::newRow("no soft list") << false << QVector<QPoint>()
-                                  << QByteArray::fromHex("545648500100000000000000c7b636e7");
-    QTest::newRow("user list") << true << QVector<QPoint>({{7, 8}, {9, 10}})
-                               << QByteArray::fromHex(
-                                          "5456535401000000020000000700080009000a00f0ae0533");
-    QTest::newRow("no user list") << true << QVector<QPoint>()
-                                  << QByteArray::fromHex("545653540100000000000000d49d9465");
+    const auto row = [](const char *name, bool state, const char *hex, QVector<QPoint> pixels,
+                        const char *written = nullptr) {
+        QTest::newRow(name) << state << QByteArray::fromHex(hex) << pixels
+                            << QByteArray::fromHex(written ? written : hex);
+    };
+    row("soft list", false, "545648500100000003000000010002003f002f0000000000ff83e2cf",
+        {{1, 2}, {63, 47}, {0, 0}});
+    row("no soft list", false, "545648500100000000000000c7b636e7", {});
+    row("user list", true, "5456535401000000020000000700080009000a00f0ae0533", {{7, 8}, {9, 10}});
+    row("no user list", true, "545653540100000000000000d49d9465", {});
+    // A state torn by a crash during a write reads as an empty list, never a crash.
+    row("torn user list", true, "5456535401000000020000000700080009000a00f0", {},
+        "545653540100000000000000d49d9465");
 }
 
 // The files read and write exactly these bytes: little-endian, CRC-32 as zlib.
+// The state is what the camera holds after a restart; a soft list file takes
+// any name, also one with characters outside the basic plane.
 void tst_SimulatorHotpixel::fileBytes()
 {
     QFETCH(bool, state);
-    QFETCH(QVector<QPoint>, pixels);
     QFETCH(QByteArray, bytes);
+    QFETCH(QVector<QPoint>, pixels);
+    QFETCH(QByteArray, written);
     TestUtil::SimEnvironment environment(kSmallFleet);
-    const QString path = state ? environment.stateDir() + QStringLiteral("/HP1.state")
-                               : environment.root() + QStringLiteral("/list.bin");
-    const auto fileBytes = [&path] {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    };
+    const QString path = state
+            ? environment.stateDir() + QStringLiteral("/HP1.state")
+            : environment.root() + QStringLiteral("/liste-\U0001F600-\u00E9.bin");
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+    file.close();
     std::vector<uint16_t> list = {uint16_t(pixels.size())};
-    for (const QPoint &pixel : pixels) {
-        list.push_back(uint16_t(pixel.x()));
-        list.push_back(uint16_t(pixel.y()));
-    }
-    {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-    }
+    for (const QPoint &pixel : pixels)
+        list.insert(list.end(), {uint16_t(pixel.x()), uint16_t(pixel.y())});
     SimCamera camera(1, false);
     const cameraHandle h = camera.handle;
     if (state) {
         QCOMPARE(readList(h, TV_HP_USER_LIST_COUNT, TV_HP_USER_LIST_READ), list);
         QVERIFY(QFile::remove(path));
         QCOMPARE(writeList(h, TV_HP_USER_LIST_WRITE, list), TV_SUCCESS);
+        // Written atomically: no temporary file is left beside the state.
+        QCOMPARE(QDir(environment.stateDir()).entryList(QDir::Files), QStringList {"HP1.state"});
     } else {
         QCOMPARE(fileCommand(h, TV_HP_SOFT_LIST_LOAD, path), TV_SUCCESS);
         if (!pixels.isEmpty())
             QCOMPARE(readList(h, TV_HP_SOFT_LIST_COUNT, TV_HP_SOFT_LIST_READ), list);
         QVERIFY(QFile::remove(path));
         QCOMPARE(fileCommand(h, TV_HP_SOFT_LIST_SAVE, path), TV_SUCCESS);
+        QVERIFY(fileCommand(h, TV_HP_SOFT_LIST_SAVE, environment.root() + "/no/dir/x.bin")
+                != TV_SUCCESS);
     }
-    QCOMPARE(fileBytes().toHex(), bytes.toHex());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll().toHex(), written.toHex());
 }
 
 void tst_SimulatorHotpixel::softListFileFaults_data()
@@ -267,6 +224,7 @@ void tst_SimulatorHotpixel::softListFileFaults_data()
     QTest::newRow("count of millions") << "byte:10";
     QTest::newRow("appended bytes") << "append";
     QTest::newRow("outside the sensor") << "outside";
+    QTest::newRow("size argument") << "size"; // the path's size is 0
 }
 
 void tst_SimulatorHotpixel::softListFileFaults()
@@ -301,7 +259,7 @@ void tst_SimulatorHotpixel::softListFileFaults()
         file.close();
     }
     QCOMPARE(writeList(h, TV_HP_SOFT_LIST_WRITE, words({{7, 7}})), TV_SUCCESS);
-    int32_t status = fileCommand(h, TV_HP_SOFT_LIST_LOAD, name);
+    int32_t status = fileCommand(h, TV_HP_SOFT_LIST_LOAD, name, damage == "size" ? 4 : 0);
     QVERIFY(status != TV_SUCCESS);
     char *text = nullptr;
     QCOMPARE(tv_GetError(h, &status, &text), TV_SUCCESS);
