@@ -4,6 +4,7 @@
 #include <QDomDocument>
 #include <QDomElement>
 #include <QFile>
+#include <QScopedValueRollback>
 
 #include <cstring>
 #include <limits>
@@ -60,6 +61,7 @@ Camera::Camera()
 {
     connect(&m_deviceEvents, &EventThread::eventhappen, this, &Camera::eventReceived);
     connect(&m_cameraEvents, &EventThread::eventhappen, this, &Camera::eventReceived);
+    m_cameraEvents.setCoalescedEvent(TV_EVT_FRAME_READY);
     m_deviceEvents.start(0, std::vector<unsigned int> {TV_EVT_DEVICE_ARRIVED, TV_EVT_DEVICE_GONE});
     m_sensor.maxWidth = 0;
     m_sensor.maxHeight = 0;
@@ -230,7 +232,8 @@ void Camera::captureFrame()
     const int status = tv_FreezeVideo(m_handle, TV_CAPTURE_WAIT);
     if (status != TV_SUCCESS)
         throwStatus(status);
-    eventReceived(TV_EVT_FRAME_READY);
+    // The frozen frame counts once here and once more with its event report.
+    showNewestFrame(1);
 }
 
 void Camera::loadParameters()
@@ -286,10 +289,17 @@ void Camera::setBadPixelCorrection(bool enable)
 void Camera::eventReceived(int event)
 {
     switch (event) {
-    case int(TV_EVT_FRAME_READY):
+    case int(TV_EVT_FRAME_READY): {
         if (m_handle == 0)
             return;
-        break;
+        // Frame reports are coalesced by the event thread: this one stands for
+        // every frame since the last was taken. A report queued before the
+        // camera's thread was last started finds none and changes nothing.
+        const int count = m_cameraEvents.takeCoalescedCount();
+        if (count > 0)
+            showNewestFrame(count);
+        return;
+    }
     case int(TV_EVT_FRAME_LOST):
         ++m_failed;
         return;
@@ -310,9 +320,13 @@ void Camera::eventReceived(int event)
     default:
         return;
     }
+}
 
-    // A frame that can't be fetched still counts as received.
-    ++m_frames;
+void Camera::showNewestFrame(int frames)
+{
+    // Frames that can't be fetched still count as received; the frames in
+    // between the shown ones are counted and not shown.
+    m_frames += frames;
     try {
         char *memory = nullptr;
         const int status = tv_GetActSeqBuf(m_handle, nullptr, nullptr, &memory);
@@ -326,7 +340,9 @@ void Camera::eventReceived(int event)
         m_image.swap(frame);
 
         // A frame arriving from a nested event loop inside a newImage slot
-        // only replaces the image.
+        // only replaces the image. The flag is cleared by hand, not on
+        // unwinding: after an exception out of a slot it stays set, and the
+        // buffer stays locked, so no further newImage follows.
         if (!deliveringImage) {
             deliveringImage = true;
             emit newImage(m_image);
@@ -345,9 +361,8 @@ void Camera::setPixelclock(int value)
 {
     if (settingPixelclock)
         return;
-    settingPixelclock = true;
+    const QScopedValueRollback<bool> guard(settingPixelclock, true);
     applyPixelclock(value);
-    settingPixelclock = false;
 }
 
 void Camera::setPixelclockRelative(int value)
@@ -371,7 +386,7 @@ void Camera::setFramerate(double value)
 {
     if (settingFramerate)
         return;
-    settingFramerate = true;
+    const QScopedValueRollback<bool> guard(settingFramerate, true);
     const double rate = clamped(value, m_framerate);
     if (rate != m_framerate.value) {
         m_framerate.value = rate;
@@ -379,7 +394,6 @@ void Camera::setFramerate(double value)
         emit framerateChanged(m_framerate);
     }
     refreshExposure();
-    settingFramerate = false;
 }
 
 void Camera::setFramerateRelative(int value)
@@ -392,18 +406,16 @@ void Camera::setExposure(double value)
 {
     if (settingExposure)
         return;
-    settingExposure = true;
+    const QScopedValueRollback<bool> guard(settingExposure, true);
     applyExposure(value);
-    settingExposure = false;
 }
 
 void Camera::setExposureRelative(int value)
 {
     if (settingExposure)
         return;
-    settingExposure = true;
+    const QScopedValueRollback<bool> guard(settingExposure, true);
     applyExposure(truncatedToInt((double(value) - m_exposure.min) / m_exposure.inc));
-    settingExposure = false;
 }
 
 void Camera::applyExposure(double value)
@@ -421,9 +433,8 @@ void Camera::setMastergain(int value)
 {
     if (settingMastergain)
         return;
-    settingMastergain = true;
+    const QScopedValueRollback<bool> guard(settingMastergain, true);
     applyMastergain(value);
-    settingMastergain = false;
 }
 
 void Camera::applyMastergain(int value)

@@ -23,7 +23,20 @@ public:
     Camera();
     ~Camera() override;
 
+    // Opens the camera with this device id and starts its live stream; a
+    // camera that is open is closed first. Emits, in this order: the signals
+    // of close() for the camera that was open; "Upload of new firmware
+    // required. ..." through displayError when the camera asks for one;
+    // cameraOpened once the stream runs; then pixelclockChanged,
+    // framerateChanged, exposureChanged and mastergainChanged with the
+    // camera's values. The frame and failure counters are reset last.
+    // Throws std::runtime_error with a text for the user when the camera can't
+    // be opened; the camera is then closed. A failure after cameraOpened
+    // closes it with the signals of close(), so cameraClosed may follow
+    // cameraOpened within one call.
     void open(int deviceId);
+    // Stops the stream and frees the camera, then emits newImage with a null
+    // image and cameraClosed. Does nothing when no camera is open.
     void close();
     bool isOpen() const { return m_handle != 0; }
     cameraHandle handle() const { return m_handle; }
@@ -44,6 +57,12 @@ public:
     void reportError(int status);
 
 signals:
+    // The newest frame. image wraps the camera's own buffer without a copy
+    // and is valid only during the emission: the library reuses the buffer
+    // afterwards, so a receiver works on it or takes a deep copy before it
+    // returns. Connect directly, never queued. Frames that arrive while the
+    // receivers are still busy are counted and not shown: only the newest is
+    // delivered. A null image follows close().
     void newImage(QImage &image);
     void bufferSizeChanged(ImageInfo info);
     void cameraOpened(Camera *camera);
@@ -77,6 +96,7 @@ protected slots:
     void eventReceived(int event);
 
 private:
+    void showNewestFrame(int frames);
     void openDevice(uint32_t idWord);
     void refreshExposure();
     void applyPixelclock(int value);

@@ -26,6 +26,8 @@ int EventThread::start(cameraHandle handle, std::vector<unsigned int> events)
     m_finished.store(false, std::memory_order_relaxed);
     m_handle = handle;
     m_events = std::move(events);
+    // Occurrences of the previous run are not this run's.
+    m_coalescedCount.store(0, std::memory_order_relaxed);
     m_events.push_back(m_ownEvent);
 
     for (unsigned int code : m_events) {
@@ -70,8 +72,13 @@ void EventThread::run()
 
     while (m_running) {
         const int status = tv_Event(m_handle, TV_EVT_OP_WAIT, &wait, sizeof(wait));
-        if (status == TV_SUCCESS && m_running)
-            emit eventhappen(wait.signaled);
+        if (status != TV_SUCCESS || !m_running)
+            continue;
+        // A coalesced code is reported only when no report of it is pending.
+        if (wait.signaled == m_coalescedEvent && m_coalescedEvent != 0
+            && m_coalescedCount.fetch_add(1, std::memory_order_acq_rel) != 0)
+            continue;
+        emit eventhappen(wait.signaled);
     }
 
     m_running = false;

@@ -4,6 +4,11 @@
 // EventThread owns a private wake-up code from EventCodePool, by which stop()
 // ends the wait. Created and controlled on the GUI thread; run() and the
 // signal are on the thread itself.
+//
+// One code may be coalesced (setCoalescedEvent): its occurrences are counted,
+// and it is reported only when the count goes from 0 to 1. The receiver takes
+// the whole count with takeCoalescedCount(), so however slowly it works, at
+// most one report of that code waits for it, and no occurrence is lost.
 #pragma once
 
 #include "camera/tavo_api.h"
@@ -31,6 +36,14 @@ public:
     // Asks the thread to end and returns at once.
     void stop();
 
+    // Counts the code instead of reporting every occurrence; 0 (the default)
+    // reports every code. Set while the thread is idle.
+    void setCoalescedEvent(unsigned int code) { m_coalescedEvent = code; }
+    // The occurrences of the coalesced code since the last call, reset to 0;
+    // any thread. start() resets the count, so a report still queued from
+    // before finds nothing.
+    int takeCoalescedCount() { return m_coalescedCount.exchange(0, std::memory_order_acq_rel); }
+
     unsigned int ownEvent() const { return m_ownEvent; }
     // The codes in force, own code last.
     const std::vector<unsigned int> &events() const { return m_events; }
@@ -51,4 +64,6 @@ private:
     // reads of the members before the next change of them.
     std::atomic<bool> m_finished {false};
     unsigned int m_ownEvent;
+    unsigned int m_coalescedEvent = 0;
+    std::atomic<int> m_coalescedCount {0};
 };

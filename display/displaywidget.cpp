@@ -11,8 +11,14 @@
 #include <QPixmap>
 #include <QScrollBar>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstring>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace {
 
@@ -33,6 +39,143 @@ int truncateToInt(double value)
 QSize scaledSize(const QImage &work, double scale)
 {
     return QSize(truncateToInt(work.width() * scale), truncateToInt(work.height() * scale));
+}
+
+// The image to write a picture of this size into: spare when it is of that
+// size and nobody else holds it (a label lets go of a picture when it gets
+// the next one), so its memory is reused; otherwise a new one. Fresh memory of
+// a frame's size costs more to fault in than the writing itself.
+QImage reusedOrNew(QImage &spare, const QSize &size)
+{
+    QImage target = std::move(spare);
+    spare = QImage();
+    if (target.size() != size || target.format() != QImage::Format_RGB32 || !target.isDetached())
+        target = QImage(size, QImage::Format_RGB32);
+    return target;
+}
+
+// Spreads grey bytes into opaque RGB32 pixels, the byte in each channel, 16
+// at a time.
+void spreadGrey(const uchar *source, int width, quint32 *line)
+{
+    int x = 0;
+#ifdef __SSE2__
+    const __m128i alpha = _mm_set1_epi32(int(0xff000000u));
+    for (; x + 16 <= width; x += 16) {
+        const __m128i grey = _mm_loadu_si128(reinterpret_cast<const __m128i *>(source + x));
+        const __m128i low = _mm_unpacklo_epi8(grey, grey);
+        const __m128i high = _mm_unpackhi_epi8(grey, grey);
+        auto *target = reinterpret_cast<__m128i *>(line + x);
+        _mm_storeu_si128(target, _mm_or_si128(_mm_unpacklo_epi16(low, low), alpha));
+        _mm_storeu_si128(target + 1, _mm_or_si128(_mm_unpackhi_epi16(low, low), alpha));
+        _mm_storeu_si128(target + 2, _mm_or_si128(_mm_unpacklo_epi16(high, high), alpha));
+        _mm_storeu_si128(target + 3, _mm_or_si128(_mm_unpackhi_epi16(high, high), alpha));
+    }
+#endif
+    for (; x < width; ++x)
+        line[x] = 0xff000000u | 0x010101u * source[x];
+}
+
+// The frame as RGB32 in memory of the widget's own, pixel for pixel what
+// convertToFormat gives. An 8-bit frame without a colour table, the camera's,
+// is grey: each byte goes into the three channels.
+QImage converted(const QImage &frame, QImage &spare)
+{
+    const bool grey = frame.format() == QImage::Format_Indexed8 && frame.colorCount() == 0;
+    if (!grey && frame.format() != QImage::Format_RGB32)
+        return frame.convertToFormat(QImage::Format_RGB32);
+    QImage target = reusedOrNew(spare, frame.size());
+    if (target.isNull())
+        return target;
+    const int width = frame.width();
+    uchar *const bits = target.bits();
+    const qsizetype pitch = target.bytesPerLine();
+    for (int y = 0; y < frame.height(); ++y) {
+        auto *line = reinterpret_cast<quint32 *>(bits + pitch * y);
+        if (grey) {
+            spreadGrey(frame.constScanLine(y), width, line);
+        } else {
+            std::memcpy(line, frame.constScanLine(y), size_t(width) * 4);
+        }
+    }
+    return target;
+}
+
+#ifdef __SSE2__
+// Writes the enlargement of one line by 2 or 4 into factor lines from
+// first on, four source pixels at a time, past the caches: nothing of the
+// picture is read back, and the next line's writes don't wait for its
+// memory. Returns how many pixels of the line it did. Lines must start at
+// multiples of 16 bytes.
+int streamLine(const quint32 *source, int width, int factor, uchar *first, qsizetype pitch)
+{
+    int x = 0;
+    for (; x + 4 <= width; x += 4) {
+        const __m128i four = _mm_loadu_si128(reinterpret_cast<const __m128i *>(source + x));
+        __m128i blocks[4];
+        if (factor == 4) {
+            blocks[0] = _mm_shuffle_epi32(four, 0x00);
+            blocks[1] = _mm_shuffle_epi32(four, 0x55);
+            blocks[2] = _mm_shuffle_epi32(four, 0xaa);
+            blocks[3] = _mm_shuffle_epi32(four, 0xff);
+        } else {
+            blocks[0] = _mm_unpacklo_epi32(four, four);
+            blocks[1] = _mm_unpackhi_epi32(four, four);
+        }
+        for (int row = 0; row < factor; ++row) {
+            auto *target = reinterpret_cast<__m128i *>(first + pitch * row) + x * factor / 4;
+            for (int i = 0; i < factor; ++i)
+                _mm_stream_si128(target + i, blocks[i]);
+        }
+    }
+    return x;
+}
+#endif
+
+// The whole picture enlarged by a whole factor: each pixel a block of factor x
+// factor, as QImage::scaled with Qt::FastTransformation makes it, byte for
+// byte, in a fraction of its time. Null when the memory can't be had.
+QImage enlarged(const QImage &work, int factor, QImage &spare)
+{
+    QImage target = reusedOrNew(spare, work.size() * factor);
+    if (target.isNull())
+        return target;
+    const int width = work.width();
+    uchar *const bits = target.bits();
+    const qsizetype pitch = target.bytesPerLine();
+#ifdef __SSE2__
+    const bool stream = (factor == 2 || factor == 4) && quintptr(bits) % 16 == 0 && pitch % 16 == 0;
+#endif
+    for (int y = 0; y < work.height(); ++y) {
+        const auto *source = reinterpret_cast<const quint32 *>(work.constScanLine(y));
+        uchar *const first = bits + pitch * y * factor;
+        int done = 0;
+#ifdef __SSE2__
+        if (stream)
+            done = streamLine(source, width, factor, first, pitch);
+#endif
+        // The rest of the line, then its copies below.
+        auto *line = reinterpret_cast<quint32 *>(first);
+        for (int x = done; x < width; ++x)
+            std::fill_n(line + size_t(x) * size_t(factor), factor, source[x]);
+        const size_t skipped = size_t(done) * size_t(factor) * 4;
+        const size_t rest = size_t(width - done) * size_t(factor) * 4;
+        for (int row = 1; row < factor; ++row)
+            std::memcpy(first + pitch * row + skipped, first + skipped, rest);
+    }
+#ifdef __SSE2__
+    _mm_sfence();
+#endif
+    return target;
+}
+
+// The whole factor of an enlargement to this size, or 0 when it is none.
+int wholeFactor(const QImage &work, double scale, const QSize &size)
+{
+    const int factor = int(scale);
+    if (factor < 2 || factor != scale || size != work.size() * factor)
+        return 0;
+    return factor;
 }
 
 QColor ringColor(quint8 pixelClass)
@@ -78,80 +221,128 @@ void DisplayWidget::setBufferSize(ImageInfo info)
 void DisplayWidget::setImage(QImage image)
 {
     // A camera frame wraps the camera's own buffer, which is reused as soon as
-    // the caller returns; keep a private copy for the redraws between frames.
-    this->image = image.copy();
+    // the caller returns: the conversion to RGB32 is the widget's own copy,
+    // kept for the redraws between frames.
+    QImage frame = converted(image, spareFrame);
+    spareFrame = std::move(this->image);
+    this->image = std::move(frame);
     redrawImage();
 }
 
 void DisplayWidget::clear()
 {
     imageLabel->clear();
+    spareFrame = QImage();
+    spareMarked = QImage();
+    sparePicture = QImage();
+    lastMarked = QImage();
     lastPicture = QImage();
+}
+
+bool DisplayWidget::hasMarks() const
+{
+    if (!highlight)
+        return false;
+    const bool crossHair
+            = scale >= 1.0 && magnifierPosition.x() != -1 && magnifierPosition.y() != -1;
+    return crossHair || (badpixelModel && badpixelModel->rowCount() > 0);
 }
 
 void DisplayWidget::redrawImage()
 {
-    QImage work = image.convertToFormat(QImage::Format_RGB32);
+    // The stored frame is RGB32 already; anything else is converted here.
+    QImage work = image.format() == QImage::Format_RGB32
+            ? image
+            : image.convertToFormat(QImage::Format_RGB32);
     if (work.isNull())
         return;
 
-    if (highlight) {
-        QPainter painter(&work);
-
-        if (scale >= 1.0 && magnifierPosition.x() != -1 && magnifierPosition.y() != -1) {
-            painter.setPen(QColor(Qt::red));
-            painter.setOpacity(0.3);
-            const int x = magnifierPosition.x();
-            const int y = magnifierPosition.y();
-            const QLine vertical(x, 0, x, work.height());
-            painter.drawLines(&vertical, 1);
-            const QLine horizontal(0, y, work.width(), y);
-            painter.drawLines(&horizontal, 1);
+    // Marks go into a copy; with nothing to draw the frame is scaled as it is.
+    const bool marks = hasMarks();
+    if (marks) {
+        QImage marked = reusedOrNew(spareMarked, work.size());
+        if (!marked.isNull()) {
+            std::memcpy(marked.bits(), work.constBits(), size_t(work.sizeInBytes()));
+            work = std::move(marked);
         }
-
-        painter.setOpacity(1.0);
-        painter.setRenderHint(QPainter::Antialiasing);
-
-        if (badpixelModel) {
-            for (int row = 0; row < badpixelModel->rowCount(); ++row) {
-                const BadpixelEntry entry = badpixelModel->pixelAt(row);
-                painter.setPen(ringColor(entry.pixelClass));
-                painter.drawEllipse(
-                        QRect(QPoint(entry.x - 4, entry.y - 4), QPoint(entry.x + 4, entry.y + 4)));
-            }
-
-            // Only the first selected row is ringed, however many are selected.
-            if (selectionModel && selectionModel->hasSelection()) {
-                const QModelIndex index = selectionModel->selectedIndexes().constFirst();
-                if (index.isValid() && index.row() < badpixelModel->rowCount()) {
-                    const BadpixelEntry entry = badpixelModel->pixelAt(index.row());
-                    painter.setPen(QPen(QColor(Qt::blue), 3));
-                    painter.drawEllipse(QRect(QPoint(entry.x - 6, entry.y - 6),
-                                              QPoint(entry.x + 6, entry.y + 6)));
-                }
-            }
-        }
-        painter.end();
+        drawMarks(&work);
     }
 
-    QImage scaled;
-    if (scale == 0.0)
-        scaled = work.scaled(QSize(width() - 2, height() - 2), Qt::KeepAspectRatio,
-                             Qt::FastTransformation);
-    else
-        scaled = work.scaled(scaledSize(work, scale), Qt::KeepAspectRatio, Qt::FastTransformation);
-
+    QImage scaled = scaledPicture(work);
     if (scaled.isNull()) {
         // Too big to be made: try once more at half the zoom and tell the
         // main window, which moves its zoom menu.
         scale *= 0.5;
-        scaled = work.scaled(scaledSize(work, scale), Qt::KeepAspectRatio, Qt::FastTransformation);
+        scaled = scaledPicture(work, scaledSize(work, scale));
         emit scaleChanged(scale);
     }
 
-    lastPicture = work;
+    // The label lets go of the picture it showed until now: its buffers are
+    // written at the next redraw.
+    spareMarked = std::move(lastMarked);
+    lastMarked = marks ? work : QImage();
+    sparePicture = std::move(lastPicture);
+    lastPicture = scaled.constBits() != work.constBits() ? scaled : QImage();
     imageLabel->setPixmap(QPixmap::fromImage(std::move(scaled)));
     imageLabel->adjustSize();
+    // Shown now: a repaint left to the event loop waits behind the next frame
+    // reports and would skip frames that were drawn.
+    imageLabel->repaint();
+}
+
+QImage DisplayWidget::scaledPicture(const QImage &work)
+{
+    if (scale == 0.0)
+        return work.scaled(QSize(width() - 2, height() - 2), Qt::KeepAspectRatio,
+                           Qt::FastTransformation);
+    return scaledPicture(work, scaledSize(work, scale));
+}
+
+QImage DisplayWidget::scaledPicture(const QImage &work, const QSize &size)
+{
+    const int factor = wholeFactor(work, scale, size);
+    if (factor > 0)
+        return enlarged(work, factor, sparePicture);
+    return work.scaled(size, Qt::KeepAspectRatio, Qt::FastTransformation);
+}
+
+void DisplayWidget::drawMarks(QImage *work) const
+{
+    QPainter painter(work);
+
+    if (scale >= 1.0 && magnifierPosition.x() != -1 && magnifierPosition.y() != -1) {
+        painter.setPen(QColor(Qt::red));
+        painter.setOpacity(0.3);
+        const int x = magnifierPosition.x();
+        const int y = magnifierPosition.y();
+        const QLine vertical(x, 0, x, work->height());
+        painter.drawLines(&vertical, 1);
+        const QLine horizontal(0, y, work->width(), y);
+        painter.drawLines(&horizontal, 1);
+    }
+
+    painter.setOpacity(1.0);
+    painter.setRenderHint(QPainter::Antialiasing);
+
+    if (badpixelModel) {
+        for (int row = 0; row < badpixelModel->rowCount(); ++row) {
+            const BadpixelEntry entry = badpixelModel->pixelAt(row);
+            painter.setPen(ringColor(entry.pixelClass));
+            painter.drawEllipse(
+                    QRect(QPoint(entry.x - 4, entry.y - 4), QPoint(entry.x + 4, entry.y + 4)));
+        }
+
+        // Only the first selected row is ringed, however many are selected.
+        if (selectionModel && selectionModel->hasSelection()) {
+            const QModelIndex index = selectionModel->selectedIndexes().constFirst();
+            if (index.isValid() && index.row() < badpixelModel->rowCount()) {
+                const BadpixelEntry entry = badpixelModel->pixelAt(index.row());
+                painter.setPen(QPen(QColor(Qt::blue), 3));
+                painter.drawEllipse(
+                        QRect(QPoint(entry.x - 6, entry.y - 6), QPoint(entry.x + 6, entry.y + 6)));
+            }
+        }
+    }
 }
 
 void DisplayWidget::setHighlight(bool enabled)

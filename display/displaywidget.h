@@ -55,7 +55,12 @@ protected:
     void keyPressEvent(QKeyEvent *ev) override;
 
 private:
-    QImage image; // the last frame, unmarked and unscaled
+    bool hasMarks() const;
+    void drawMarks(QImage *work) const;
+    QImage scaledPicture(const QImage &work);
+    QImage scaledPicture(const QImage &work, const QSize &size);
+
+    QImage image; // the last frame as RGB32, unmarked and unscaled; the widget's own copy
     ImageInfo bufferInfo;
     BadpixelListModel *badpixelModel = nullptr;
     bool highlight = false;
@@ -63,8 +68,13 @@ private:
     QPoint dragStart;
     QPoint magnifierPosition {-1, -1};
     double scale = 1.0; // display pixels per image pixel; 0.0 fits the widget
-    // The marked picture of the last redraw, held until the next one is made:
-    // freeing it at once lets the allocator give its memory back and fault it
-    // in afresh at every frame, which costs more than the conversion itself.
+    // Buffers of frame size, written again instead of made anew: faulting in
+    // fresh memory of that size costs more than the writing. The last* ones
+    // are shown by the label; the spare* ones held what it showed before and
+    // are free once it has the next picture.
+    QImage spareFrame;
+    QImage lastMarked;
+    QImage spareMarked;
     QImage lastPicture;
+    QImage sparePicture;
 };

@@ -109,8 +109,16 @@ void Magnifier::setZoom(int zoom)
 void Magnifier::setImage(QImage &image)
 {
     // A camera frame wraps the camera's own buffer, which is reused as soon as
-    // the caller returns.
-    this->image = image.copy();
+    // the caller returns. Frames of one camera are alike: the pixels go into
+    // the memory of the last copy, which costs less than fresh memory.
+    if (this->image.size() == image.size() && this->image.format() == image.format()
+        && this->image.bytesPerLine() == image.bytesPerLine() && !image.isNull()) {
+        std::memcpy(this->image.bits(), image.constBits(), size_t(image.sizeInBytes()));
+        if (this->image.colorTable() != image.colorTable())
+            this->image.setColorTable(image.colorTable());
+    } else {
+        this->image = image.copy();
+    }
     redrawImage();
 }
 

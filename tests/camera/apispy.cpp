@@ -2,6 +2,7 @@
 
 #include "camera/tavo_api.h"
 
+#include <QHash>
 #include <QVector>
 
 #include <dlfcn.h>
@@ -11,17 +12,24 @@
 namespace {
 
 std::mutex mutex;
-QVector<QPair<QByteArray, QString>> noted;
+struct Call
+{
+    QByteArray function;
+    QString arguments;
+    bool listed; // shown by calls() without a function name
+};
+QVector<Call> noted;
 QVector<QPair<QByteArray, QPair<int, int>>> faults; // function, (calls to pass, status)
+QHash<QPair<unsigned int, unsigned int>, int> waitsEnded; // (code, handle), count
 
 // Notes the call; true with the status when it is to fail.
-bool note(const char *function, const QVector<double> &args, int32_t *status)
+bool note(const char *function, const QVector<double> &args, int32_t *status, bool listed = true)
 {
     QStringList words;
     for (double arg : args)
         words.append(QString::number(arg, 'g', 17));
     std::lock_guard<std::mutex> locker(mutex);
-    noted.append({QByteArray(function), words.join(QLatin1Char(' '))});
+    noted.append({QByteArray(function), words.join(QLatin1Char(' ')), listed});
     for (int i = 0; i < faults.size(); ++i) {
         if (faults.at(i).first == function && faults[i].second.first-- == 0) {
             *status = faults.takeAt(i).second.second;
@@ -38,17 +46,41 @@ void ApiSpy::reset()
     std::lock_guard<std::mutex> locker(mutex);
     noted.clear();
     faults.clear();
+    waitsEnded.clear();
+}
+
+int ApiSpy::reported(unsigned int code, unsigned int handle)
+{
+    std::lock_guard<std::mutex> locker(mutex);
+    return waitsEnded.value({code, handle});
 }
 
 QStringList ApiSpy::calls(const char *function)
 {
     std::lock_guard<std::mutex> locker(mutex);
     QStringList result;
-    for (const auto &call : qAsConst(noted)) {
-        if (!function)
-            result.append(QString::fromLatin1(call.first));
-        else if (call.first == function)
-            result.append(call.second);
+    for (const Call &call : qAsConst(noted)) {
+        if (!function && call.listed)
+            result.append(QString::fromLatin1(call.function));
+        else if (function && call.function == function)
+            result.append(call.arguments);
+    }
+    return result;
+}
+
+QStringList ApiSpy::sequence()
+{
+    std::lock_guard<std::mutex> locker(mutex);
+    QStringList result;
+    for (const Call &call : qAsConst(noted)) {
+        // The operation: after the handle for tv_Event, first for the others.
+        const int word = call.function == "tv_Event" ? 1 : 0;
+        const bool operation
+                = word == 1 || call.function == "tv_HotPixel" || call.function == "tv_AOI";
+        result.append(QString::fromLatin1(call.function)
+                      + (operation ? QLatin1Char(' ')
+                                         + call.arguments.section(QLatin1Char(' '), word, word)
+                                   : QString()));
     }
     return result;
 }
@@ -82,6 +114,26 @@ SPY(tv_SetExposureTime, (cameraHandle h, double e, double *a), (h, e, a), e)
 SPY(tv_SetHardwareGain, (cameraHandle h, int32_t m, int32_t r, int32_t g, int32_t b),
     (h, m, r, g, b), double(m), double(r), double(g), double(b))
 
+// Queries of opening, noted for sequence() only.
+#define QUIET_SPY(name, params, args, ...)                                                         \
+    TAVO_API int32_t name params                                                                   \
+    {                                                                                              \
+        static const auto real = REAL(name);                                                       \
+        int32_t status = 0;                                                                        \
+        return note(#name, {__VA_ARGS__}, &status, false) ? status : real args;                    \
+    }
+
+QUIET_SPY(tv_GetDuration, (cameraHandle h, uint32_t m, int32_t *ms), (h, m, ms), double(m))
+QUIET_SPY(tv_GetSensorInfo, (cameraHandle h, SensorInfo *i), (h, i))
+QUIET_SPY(tv_SetColorMode, (cameraHandle h, int32_t m), (h, m), double(m))
+QUIET_SPY(tv_AOI, (cameraHandle h, uint32_t c, void *p, uint32_t s), (h, c, p, s), double(c))
+QUIET_SPY(tv_HotPixel, (cameraHandle h, uint32_t c, void *p, uint32_t s), (h, c, p, s), double(c))
+QUIET_SPY(tv_CaptureVideo, (cameraHandle h, int32_t w), (h, w), double(w))
+QUIET_SPY(tv_GetFramesPerSecond, (cameraHandle h, double *f), (h, f))
+QUIET_SPY(tv_GetPixelClockRange, (cameraHandle h, int32_t *a, int32_t *b), (h, a, b))
+QUIET_SPY(tv_GetFrameTimeRange, (cameraHandle h, double *a, double *b, double *c), (h, a, b, c))
+QUIET_SPY(tv_GetExposureRange, (cameraHandle h, double *a, double *b, double *c), (h, a, b, c))
+
 TAVO_API int32_t tv_Event(cameraHandle handle, uint32_t operation, void *parameter, uint32_t size)
 {
     static const auto real = REAL(tv_Event);
@@ -93,5 +145,10 @@ TAVO_API int32_t tv_Event(cameraHandle handle, uint32_t operation, void *paramet
     int32_t status = 0;
     if (operation != TV_EVT_OP_WAIT && note("tv_Event", args, &status))
         return status;
-    return real(handle, operation, parameter, size);
+    status = real(handle, operation, parameter, size);
+    if (operation == TV_EVT_OP_WAIT && status == TV_SUCCESS) {
+        std::lock_guard<std::mutex> locker(mutex);
+        ++waitsEnded[{static_cast<const EventWait *>(parameter)->signaled, handle}];
+    }
+    return status;
 }

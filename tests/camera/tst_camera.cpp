@@ -58,7 +58,11 @@ private slots:
     void openFailures_data();
     void openFailures();
     void firmwareUpload();
+    void openCallOrder_data();
+    void openCallOrder();
     void reentryDropsNestedFrame();
+    void burstOfFramesDrawnOnce();
+    void switchDropsQueuedFrames();
     void builtInFleet();
 
 private:
@@ -176,6 +180,72 @@ void tst_Camera::firmwareUpload()
     QCOMPARE(log.names.count(QStringLiteral("cameraOpened")), 3);
 }
 
+void tst_Camera::openCallOrder_data()
+{
+    QTest::addColumn<int>("deviceId");
+    QTest::addColumn<bool>("upload");
+    QTest::addColumn<QStringList>("opening"); // up to the sequence of buffers
+    QTest::addColumn<QString>("bits");
+
+    const QStringList found {"tv_InitCamera", "tv_GetSensorInfo"};
+    const auto op = [](const char *function, uint32_t operation) {
+        return QStringLiteral("%1 %2").arg(QLatin1String(function)).arg(operation);
+    };
+    const QStringList format {"tv_SetColorMode", "tv_SetColorMode",
+                              op("tv_HotPixel", TV_HP_CORRECTION_OFF),
+                              op("tv_AOI", TV_AOI_QUERY_FULL_SIZE), op("tv_AOI", TV_AOI_SET_RECT)};
+    QTest::newRow("monochrome") << 1 << false << found + format << "8";
+    QTest::newRow("colour") << 2 << false << found + format << "32";
+    QTest::newRow("firmware upload")
+            << 4 << true
+            << QStringList {"tv_InitCamera", "tv_GetDuration", "tv_InitCamera", "tv_GetSensorInfo"}
+                    + format
+            << "8";
+}
+
+void tst_Camera::openCallOrder()
+{
+    QFETCH(int, deviceId);
+    QFETCH(bool, upload);
+    QFETCH(QStringList, opening);
+    QFETCH(QString, bits);
+
+    Camera camera;
+    QStringList atOpened;
+    connect(&camera, &Camera::cameraOpened, this, [&] { atOpened = ApiSpy::sequence(); });
+    ApiSpy::reset();
+    if (upload)
+        ApiSpy::fail("tv_InitCamera", TV_STATUS_FW_UPLOAD_NEEDED);
+    camera.open(deviceId);
+
+    // Three buffers, each registered as it is made; then the event thread
+    // registers and enables its codes; live capture starts last.
+    QStringList expected = opening;
+    for (int i = 0; i < 3; ++i)
+        expected << "tv_AllocImageMem"
+                 << "tv_AddToSequence";
+    for (int i = 0; i < 5; ++i)
+        expected << QStringLiteral("tv_Event %1").arg(TV_EVT_OP_REGISTER);
+    expected << QStringLiteral("tv_Event %1").arg(TV_EVT_OP_ENABLE) << "tv_CaptureVideo";
+    QCOMPARE(atOpened, expected);
+    QCOMPARE(ApiSpy::calls("tv_AllocImageMem"), (QStringList {bits, bits, bits}));
+
+    // After cameraOpened the parameters are read, the clock first.
+    expected << "tv_SetPixelClock"
+             << "tv_GetFramesPerSecond"
+             << "tv_SetExposureTime"
+             << "tv_GetPixelClockRange"
+             << "tv_SetPixelClock"
+             << "tv_SetPixelClock"
+             << "tv_GetFrameTimeRange"
+             << "tv_SetFrameRate"
+             << "tv_GetExposureRange"
+             << "tv_SetExposureTime"
+             << "tv_SetExposureTime"
+             << "tv_SetHardwareGain";
+    QCOMPARE(ApiSpy::sequence().mid(0, expected.size()), expected);
+}
+
 void tst_Camera::reentryDropsNestedFrame()
 {
     Camera camera;
@@ -192,6 +262,64 @@ void tst_Camera::reentryDropsNestedFrame()
     camera.open(1);
     QTRY_VERIFY_WITH_TIMEOUT(images >= 2, 20000);
     QCOMPARE(nested, 0);
+}
+
+void tst_Camera::burstOfFramesDrawnOnce()
+{
+    Camera camera;
+    int redraws = 0;
+    connect(&camera, &Camera::newImage, this, [&](QImage &image) { redraws += !image.isNull(); });
+    camera.open(1);
+    const uint handle = camera.handle();
+    const auto reported = [handle] { return ApiSpy::reported(TV_EVT_FRAME_READY, handle); };
+    QTRY_VERIFY_WITH_TIMEOUT(redraws > 0, 20000);
+
+    // A busy main thread: frames arrive and nothing handles them.
+    const int frames = camera.frameCount();
+    const int drawn = redraws;
+    const int before = reported();
+    QElapsedTimer clock;
+    clock.start();
+    while (reported() < before + 6 && clock.elapsed() < 20000)
+        QThread::yieldCurrentThread();
+    QVERIFY(reported() >= before + 6);
+
+    // What waits for the camera is one report for all of them: one redraw of
+    // the newest frame, and every frame counted.
+    QCoreApplication::sendPostedEvents(&camera, QEvent::MetaCall);
+    QCOMPARE(redraws, drawn + 1);
+    QVERIFY2(camera.frameCount() >= frames + 5, qPrintable(QString::number(camera.frameCount())));
+
+    // Once the stream stands, the counter holds every frame reported.
+    QCOMPARE(tv_StopLiveVideo(handle, TV_CAPTURE_WAIT), TV_SUCCESS);
+    QTRY_COMPARE_WITH_TIMEOUT(camera.frameCount(), reported(), 10000);
+}
+
+void tst_Camera::switchDropsQueuedFrames()
+{
+    Camera camera;
+    SignalLog log(&camera);
+    int images = 0;
+    connect(&camera, &Camera::newImage, this,
+            [&](QImage &image) { images += image.size() == QSize(80, 60); });
+    camera.open(1);
+    const uint first = camera.handle();
+    QElapsedTimer clock;
+    clock.start();
+    while (ApiSpy::reported(TV_EVT_FRAME_READY, first) < 3 && clock.elapsed() < 20000)
+        QThread::yieldCurrentThread();
+
+    // The reports of the first camera still wait when the second opens: they
+    // count nothing and fetch nothing.
+    camera.open(2);
+    const uint second = camera.handle();
+    QVERIFY(second != first);
+    QTRY_VERIFY_WITH_TIMEOUT(images >= 3, 20000);
+    QCOMPARE(tv_StopLiveVideo(second, TV_CAPTURE_WAIT), TV_SUCCESS);
+    QTRY_COMPARE_WITH_TIMEOUT(camera.frameCount(), ApiSpy::reported(TV_EVT_FRAME_READY, second),
+                              10000);
+    QCOMPARE(log.names,
+             (QStringList {"cameraOpened", "newImage(null)", "cameraClosed", "cameraOpened"}));
 }
 
 void tst_Camera::builtInFleet()

@@ -16,6 +16,7 @@ private slots:
     void initTestCase() { m_sim = std::make_unique<TestUtil::SimEnvironment>(); }
     void pool();
     void waitAndStop();
+    void coalescedCode();
 
 private:
     std::unique_ptr<TestUtil::SimEnvironment> m_sim;
@@ -80,6 +81,50 @@ void tst_EventThread::waitAndStop()
         QCOMPARE(reported.size(), 1);
         QCOMPARE(ApiSpy::calls("tv_Event"),
                  (QStringList {prefix + "5 " + own, prefix + "2 " + all}));
+    }
+    tv_ExitCamera(handle);
+}
+
+void tst_EventThread::coalescedCode()
+{
+    uint32_t handle = 1 | TV_OPEN_BY_DEVICE_ID;
+    QCOMPARE(tv_InitCamera(&handle, nullptr), TV_SUCCESS);
+    ApiSpy::reset();
+    {
+        EventThread thread;
+        thread.setCoalescedEvent(2);
+        QVector<uint> reported;
+        connect(&thread, &EventThread::eventhappen, this,
+                [&](uint code) { reported.append(code); });
+        QCOMPARE(thread.start(handle, {2, 9, 128, 8}), 0);
+
+        // Set from outside one after another while nothing is handled here:
+        // the coalesced code is reported once, the others every time.
+        const auto signal = [handle](unsigned int code) {
+            const int before = ApiSpy::reported(code, handle);
+            QCOMPARE(tv_Event(handle, TV_EVT_OP_SIGNAL, &code, sizeof(code)), TV_SUCCESS);
+            QElapsedTimer clock;
+            clock.start();
+            while (ApiSpy::reported(code, handle) == before && clock.elapsed() < 10000)
+                QThread::yieldCurrentThread();
+        };
+        for (unsigned int code : {2u, 8u, 2u, 2u, 8u, 128u})
+            signal(code);
+        QTRY_COMPARE_WITH_TIMEOUT(reported, (QVector<uint> {2, 8, 8, 128}), 10000);
+        QCOMPARE(thread.takeCoalescedCount(), 3);
+        QCOMPARE(thread.takeCoalescedCount(), 0);
+
+        // Once taken, the next occurrence is reported again.
+        signal(2);
+        QTRY_COMPARE_WITH_TIMEOUT(reported.size(), 5, 10000);
+        QCOMPARE(reported.last(), 2u);
+
+        // A new start forgets what was not taken.
+        signal(2);
+        thread.stop();
+        QVERIFY(thread.wait(10000));
+        QCOMPARE(thread.start(handle, {2}), 0);
+        QCOMPARE(thread.takeCoalescedCount(), 0);
     }
     tv_ExitCamera(handle);
 }

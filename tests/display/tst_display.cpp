@@ -19,6 +19,19 @@ QImage frame(int width, int height, int step = 0)
     return image;
 }
 
+// A 32-bit frame as a camera fills it: colours, and the unused fourth byte
+// left at 0.
+QImage colourFrame(int width, int height, int step)
+{
+    QImage image(width, height, QImage::Format_RGB32);
+    for (int y = 0; y < height; ++y) {
+        auto *line = reinterpret_cast<quint32 *>(image.scanLine(y));
+        for (int x = 0; x < width; ++x)
+            line[x] = qRgb(step * x, 255 - step * y, step * (x ^ y)) & 0x00ffffffu;
+    }
+    return image;
+}
+
 QImage shown(const QLabel *label)
 {
     return label->pixmap(Qt::ReturnByValue).toImage();
@@ -51,6 +64,8 @@ private slots:
     void displayMarksAndFrames();
     void displayScales_data();
     void displayScales();
+    void displayEnlarges_data();
+    void displayEnlarges();
     void displayMouseAndKeys();
     void magnifier();
     void magnifierControl();
@@ -140,6 +155,60 @@ void tst_Display::displayScales()
         tinted += tint(i % picture.width(), i / picture.width()) != 0;
     QCOMPARE(tinted, (101 + 61 - 1) * s * s);
     QVERIFY(s < 1 || (qAbs(tint(30 * s + s - 1, 0) - 75) < 15 && tint(0, 20 * s + s - 1) > 0));
+}
+
+void tst_Display::displayEnlarges_data()
+{
+    QTest::addColumn<QImage>("first");
+    QTest::addColumn<QImage>("second");
+    QTest::addColumn<double>("scale");
+
+    QImage table = frame(33, 17, 9); // a colour table of its own, shorter than 256
+    table.setColorTable({qRgb(255, 0, 0), qRgb(0, 0, 255), qRgb(9, 99, 199)});
+    for (double scale : {2.0, 3.0, 4.0}) {
+        QTest::addRow("8-bit 37 x 23 at %g", scale)
+                << frame(37, 23, 5) << frame(37, 23, 11) << scale;
+        QTest::addRow("32-bit 42 x 19 at %g", scale)
+                << colourFrame(42, 19, 5) << colourFrame(42, 19, 3) << scale;
+        QTest::addRow("8-bit 64 x 5 at %g", scale) << frame(64, 5, 3) << frame(64, 5, 1) << scale;
+        QTest::addRow("8-bit with a colour table at %g", scale)
+                << table << frame(33, 17, 3) << scale;
+        QTest::addRow("8-bit, then smaller at %g", scale)
+                << frame(39, 21, 7) << frame(1, 1, 0) << scale;
+    }
+}
+
+void tst_Display::displayEnlarges()
+{
+    QFETCH(QImage, first);
+    QFETCH(QImage, second);
+    QFETCH(double, scale);
+
+    // Sharp blocks, byte for byte what Qt's own scaling gives.
+    const auto expected = [scale](const QImage &frame) {
+        return frame.convertToFormat(QImage::Format_RGB32)
+                .scaled(frame.size() * scale, Qt::KeepAspectRatio, Qt::FastTransformation);
+    };
+    DisplayWidget display;
+    display.setScale(scale);
+    // Later frames are drawn into the memory of earlier pictures: each still
+    // shows as it came, and the marks of one don't stay for the next.
+    BadpixelListModel model;
+    display.setBadpixelModel(&model);
+    const QImage frames[] = {first, second, first, second, first};
+    for (int i = 0; i < 5; ++i) {
+        display.setImage(frames[i]);
+        QCOMPARE(shown(display.imageLabel), expected(frames[i]));
+    }
+    display.updateMagnifierPosition(QPoint(0, 0)); // a cross hair through the first pixel
+    display.setHighlight(true);
+    display.setImage(second);
+    QVERIFY(shown(display.imageLabel) != expected(second));
+    display.setHighlight(false);
+    for (int i = 0; i < 3; ++i) {
+        display.setImage(frames[i]);
+        QCOMPARE(shown(display.imageLabel), expected(frames[i]));
+    }
 }
 
 void tst_Display::displayMouseAndKeys()
