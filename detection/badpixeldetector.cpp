@@ -68,13 +68,15 @@ void BadpixelDetector::buildBayer()
 }
 
 // Leaves in each element the truncated mean of its position over all frames:
-// a pass with the first frame gives each element its first value, one pass
-// for each further frame adds that frame, and a last pass divides by the
-// number of frames. The matrices, all of one size, are walked piece by piece,
-// each piece of each matrix taking all its passes while it is still in the
-// cache, and the phases of one frame one after the other while that frame's
-// lines are. Every element still takes its bytes in frame order, from the
-// position its own walk gives it.
+// the first frame gives each element its first value, each further frame
+// adds its own, and the sum is divided by the number of frames. The matrices,
+// all of one size, are walked piece by piece, each piece of each matrix taking
+// all frames and the division while it is still in the cache, and the phases
+// of one frame one after the other while that frame's lines are. Every
+// element still takes its bytes in frame order, from the position its own
+// walk gives it. While the sums of a piece fit into 16 bits and the 16-bit
+// division is exact for them, the frames are summed apart from the matrix,
+// in lanes of 16 bits, and the matrix is written once, with the quotients.
 void BadpixelDetector::averageInto(Matrix<unsigned> *const matrices[],
                                    const PixelGrid *const grids[], int planes)
 {
@@ -96,17 +98,59 @@ void BadpixelDetector::averageInto(Matrix<unsigned> *const matrices[],
                                        ? static_cast<PixelValIterator *>(&copy)
                                        : &sum);
     }
-    DivIterator div(unsigned(images.size()));
+    const unsigned frames = unsigned(images.size());
+    const std::size_t size = std::size_t(matrices[0]->sizeX) * matrices[0]->sizeY;
 
+    SumDivIterator laneDiv(frames, frames <= 0xFFFF / 255 ? frames * 255 : 0x10000);
+    if (laneDiv.exact()) {
+        // The 16-bit sums of all planes together are 64 Ki, 128 KiB, so that
+        // they stay in the second-level cache, and the lines a plane takes in
+        // one go are long.
+        const std::size_t piece = std::size_t(64 * 1024) / std::size_t(planes);
+        std::vector<std::uint16_t> lanes(piece * std::size_t(planes));
+        for (std::size_t begin = 0; begin < size; begin += piece) {
+            const std::size_t end = std::min(size, begin + piece);
+            // The planes of a frame take a line of their walks in turn, so
+            // that the frame is read nearly in order of its lines.
+            const std::size_t count = end - begin;
+            for (std::size_t frame = 0; frame < walks.size(); frame += std::size_t(planes)) {
+                std::size_t done[4] = {0, 0, 0, 0};
+                for (bool more = true; more;) {
+                    more = false;
+                    for (int p = 0; p < planes; ++p) {
+                        std::size_t &d = done[p];
+                        if (d == count)
+                            continue;
+                        std::uint16_t *const sums = lanes.data() + std::size_t(p) * piece + d;
+                        ImageValueIterator &walk = walks[frame + std::size_t(p)];
+                        d += frame == 0 ? walk.sumLineRun<true>(sums, count - d)
+                                        : walk.sumLineRun<false>(sums, count - d);
+                        more = more || d < count;
+                    }
+                }
+            }
+            for (int p = 0; p < planes; ++p) {
+                laneDiv.sums = lanes.data() + std::size_t(p) * piece;
+                matrices[p]->forEach(laneDiv, begin, end);
+                pieceAveraged(p, *matrices[p], begin, end);
+            }
+        }
+        return;
+    }
+
+    DivIterator div(frames);
     // The pieces of all matrices together are 32 Ki elements, 128 KiB, so
     // that they stay in the cache beside the lines of the frames.
     const std::size_t piece = std::size_t(32 * 1024) / std::size_t(planes);
-    const std::size_t size = std::size_t(matrices[0]->sizeX) * matrices[0]->sizeY;
     for (std::size_t begin = 0; begin < size; begin += piece) {
         const std::size_t end = std::min(size, begin + piece);
         for (std::size_t w = 0; w < walks.size(); ++w)
             matrices[w % std::size_t(planes)]->forEach(walks[w], begin, end);
-        for (int p = 0; p < planes; ++p)
+        for (int p = 0; p < planes; ++p) {
             matrices[p]->forEach(div, begin, end);
+            pieceAveraged(p, *matrices[p], begin, end);
+        }
     }
 }
+
+void BadpixelDetector::pieceAveraged(int, Matrix<unsigned> &, std::size_t, std::size_t) { }

@@ -11,6 +11,7 @@
 #include <QImage>
 #include <QObject>
 #include <QVector>
+#include <QtEndian>
 
 #include <cstddef>
 #include <cstdint>
@@ -56,6 +57,16 @@ public:
     {
     public:
         virtual void report(unsigned &element, unsigned posX, unsigned posY) = 0;
+
+        // The elements from elements on, count of them, at the positions
+        // (posX + i * stepX, posY): the same as report() for each in turn,
+        // which is what it does unless a class knows a quicker way.
+        virtual void reportRun(unsigned *elements, std::size_t count, unsigned posX, unsigned stepX,
+                               unsigned posY)
+        {
+            for (std::size_t i = 0; i < count; ++i)
+                report(elements[i], posX + unsigned(i) * stepX, posY);
+        }
 
     protected:
         ~PixelPosIterator() = default;
@@ -181,6 +192,34 @@ public:
             return runWith(next, elements, count);
         }
 
+        // The same walk over the rest of the current line, at most count
+        // positions, with the bytes going into 16-bit sums from to on instead
+        // of elements: the first frame's walk copies them (Copy), each further
+        // frame's adds them. Ten frames of bytes and far more fit into such a
+        // sum, which halves the work of every addition. Returns how many
+        // positions it took.
+        template<bool Copy>
+        Q_ALWAYS_INLINE std::size_t sumLineRun(std::uint16_t *to, std::size_t count)
+        {
+            return walkRun(count, [to](const uchar *bytes, std::size_t n, auto step) {
+                using Step = decltype(step);
+                if constexpr (std::is_same<Step, std::integral_constant<unsigned, 2>>::value) {
+                    // Every second byte: the low byte of each 16-bit word,
+                    // the last one read alone so as not to read past it.
+                    const std::size_t words = n - 1;
+                    for (std::size_t i = 0; i < words; ++i) {
+                        const unsigned byte = qFromLittleEndian<quint16>(bytes + 2 * i) & 0xFFu;
+                        to[i] = std::uint16_t(Copy ? byte : to[i] + byte);
+                    }
+                    to[words]
+                            = std::uint16_t(Copy ? bytes[2 * words] : to[words] + bytes[2 * words]);
+                } else {
+                    for (std::size_t i = 0; i < n; ++i)
+                        to[i] = std::uint16_t(Copy ? bytes[i * step] : to[i] + bytes[i * step]);
+                }
+            });
+        }
+
         PixelValIterator *next;
 
     private:
@@ -213,11 +252,7 @@ public:
         Q_ALWAYS_INLINE std::size_t visitRun(unsigned *elements, std::size_t count)
         {
             return walkRun(count, [this, elements](const uchar *, std::size_t n, auto step) {
-                PixelPosIterator *const to = next;
-                const unsigned x = posX;
-                const unsigned y = posY;
-                for (std::size_t i = 0; i < n; ++i)
-                    to->report(elements[i], x + unsigned(i) * step, y);
+                next->reportRun(elements, n, posX, unsigned(step), posY);
             });
         }
 
@@ -279,6 +314,65 @@ public:
         };
     };
 
+    // Each element becomes the truncated quotient of a 16-bit sum by divisor,
+    // the sums taken in order from sums. The division is a multiplication
+    // with a 16-bit reciprocal, which exists and is exact only for sums up to
+    // some limit; exact() says whether it is for every sum up to maxSum.
+    class SumDivIterator final : public Matrix<unsigned>::Iterator
+    {
+    public:
+        SumDivIterator(unsigned divisor, unsigned maxSum)
+            : divisor(divisor)
+        {
+            // The smallest shift whose factor fits into 16 bits and gives
+            // every quotient up to maxSum.
+            for (unsigned extra = 0; divisor > 1 && maxSum <= 0xFFFF && extra < 16; ++extra) {
+                const std::uint64_t candidate = (std::uint64_t(1) << (16 + extra)) / divisor + 1;
+                if (candidate > 0xFFFF)
+                    break;
+                factor = unsigned(candidate);
+                shift = extra;
+                if (exactUpTo(maxSum))
+                    return;
+            }
+            factor = 0;
+        }
+
+        bool exact() const { return factor != 0; }
+
+        void visit(unsigned &element) override { element = quotient(*sums++); }
+
+        std::size_t visitRun(unsigned *elements, std::size_t count)
+        {
+            const std::uint16_t *const from = sums;
+            for (std::size_t i = 0; i < count; ++i)
+                elements[i] = quotient(from[i]);
+            sums += count;
+            return count;
+        }
+
+        const std::uint16_t *sums = nullptr;
+        unsigned divisor;
+
+    private:
+        bool exactUpTo(unsigned max) const
+        {
+            for (unsigned s = 0; s <= max; ++s) {
+                if (quotient(std::uint16_t(s)) != s / divisor)
+                    return false;
+            }
+            return true;
+        }
+
+        unsigned quotient(std::uint16_t sum) const
+        {
+            return unsigned(std::uint16_t((unsigned(sum) * factor) >> 16)) >> shift;
+        }
+
+        unsigned factor = 0;
+        unsigned shift = 0;
+    };
+
     class ErrColorMode : public std::runtime_error
     {
     public:
@@ -307,6 +401,12 @@ protected:
     void buildBayer();
     void averageInto(Matrix<unsigned> *const matrices[], const PixelGrid *const grids[],
                      int planes);
+
+    // Told of each piece of a plane, the elements from begin to end, as soon
+    // as it holds its averages, while it is still in the cache. The pieces of
+    // a plane come in order, the first one starting at 0.
+    virtual void pieceAveraged(int plane, Matrix<unsigned> &matrix, std::size_t begin,
+                               std::size_t end);
 
     int m_colorMode = 11;
     const QVector<QImage> *m_images = nullptr;

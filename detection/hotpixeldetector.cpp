@@ -29,13 +29,21 @@ unsigned HotpixelDetector::mean() const
     return meanPass.sum / meanPass.count;
 }
 
+void HotpixelDetector::pieceAveraged(int plane, Matrix<unsigned> &matrix, std::size_t begin,
+                                     std::size_t end)
+{
+    MeanIterator &meanPass = m_means[plane];
+    if (begin == 0)
+        meanPass = MeanIterator();
+    matrix.forEach(meanPass, begin, end);
+}
+
 // The mean includes the hot pixels themselves: there is no outlier rejection.
 void HotpixelDetector::detectMono(BadpixelListModel &model, unsigned threshold)
 {
     if (!m_mono)
         throw std::runtime_error("Not instanced.");
-    MeanIterator meanPass;
-    m_mono->forEach(meanPass);
+    const MeanIterator &meanPass = m_means[0];
     const unsigned limit = meanPass.sum / meanPass.count + threshold;
 
     AddHotpixelIterator add(&model, limit);
@@ -56,11 +64,8 @@ void HotpixelDetector::detectBayer(BadpixelListModel &model, unsigned threshold)
     }
 
     unsigned limits[4];
-    for (int i = 0; i < 4; ++i) {
-        MeanIterator meanPass;
-        phases[i]->forEach(meanPass);
-        limits[i] = meanPass.sum / meanPass.count + threshold;
-    }
+    for (int i = 0; i < 4; ++i)
+        limits[i] = m_means[i].sum / m_means[i].count + threshold;
 
     const QImage *first = &m_images->at(0);
     for (int i = 0; i < 4; ++i) {

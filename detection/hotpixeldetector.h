@@ -7,6 +7,8 @@
 
 #include <QPoint>
 
+#include <algorithm>
+
 #include "hotpixel/badpixellistmodel.h"
 
 class HotpixelDetector : public BadpixelDetector
@@ -55,6 +57,25 @@ public:
                 model->addPixel(QPoint(int(posX), int(posY)));
         }
 
+        // Passes over stretches with no element above limit at a glance.
+        void reportRun(unsigned *elements, std::size_t count, unsigned posX, unsigned stepX,
+                       unsigned posY) override
+        {
+            constexpr std::size_t Stretch = 32;
+            std::size_t i = 0;
+            while (i < count) {
+                const std::size_t end = std::min(count, i + Stretch);
+                unsigned highest = 0;
+                for (std::size_t k = i; k < end; ++k)
+                    highest = std::max(highest, elements[k]);
+                if (highest > limit) {
+                    for (std::size_t k = i; k < end; ++k)
+                        report(elements[k], posX + unsigned(k) * stepX, posY);
+                }
+                i = end;
+            }
+        }
+
         BadpixelListModel *model;
         unsigned limit;
     };
@@ -71,5 +92,12 @@ protected:
     void detectMono(BadpixelListModel &model, unsigned threshold);
     void detectBayer(BadpixelListModel &model, unsigned threshold);
 
+    // The mean pass of each plane goes along with the averaging, piece by
+    // piece while the piece is in the cache, instead of reading the whole
+    // matrix once more.
+    void pieceAveraged(int plane, Matrix<unsigned> &matrix, std::size_t begin,
+                       std::size_t end) override;
+
     unsigned m_threshold;
+    MeanIterator m_means[4]; // of the last averaging, by plane: mono, or the phases in order
 };

@@ -63,6 +63,23 @@ QString run(unsigned threshold, int colorMode, const QVector<QImage> &images)
     return result.join(QLatin1Char(' '));
 }
 
+// Opens the averaged planes and their means to the test.
+struct OpenDetector final : HotpixelDetector
+{
+    OpenDetector()
+        : HotpixelDetector(40)
+    { }
+    using HotpixelDetector::prepareMatrices;
+
+    std::vector<Matrix<unsigned> *> planes() const
+    {
+        if (m_colorMode == Mono)
+            return {m_mono.get()};
+        return {m_phase00.get(), m_phase01.get(), m_phase10.get(), m_phase11.get()};
+    }
+    const MeanIterator &planeMean(int plane) const { return m_means[plane]; }
+};
+
 } // namespace
 
 class tst_HotpixelDetector : public QObject
@@ -205,6 +222,100 @@ private slots:
                                         .arg(values[i])
                                         .arg(divisor)
                                         .arg(m.data[i])));
+    }
+
+    // The averaged planes and their means, however the frames are summed, are
+    // those of the walk one element at a time through the virtual visit().
+    void average_data()
+    {
+        QTest::addColumn<int>("colorMode");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("height");
+        QTest::addColumn<int>("frameCount");
+
+        for (int mode : {Mono, Bayer}) {
+            const char *name = mode == Mono ? "mono" : "bayer";
+            QTest::addRow("%s 10 of 2592x1944", name) << mode << 2592 << 1944 << 10;
+            QTest::addRow("%s 10 of 131x37", name) << mode << 131 << 37 << 10;
+            QTest::addRow("%s 1 of 130x36", name) << mode << 130 << 36 << 1;
+            QTest::addRow("%s 3 of 202x45", name) << mode << 202 << 45 << 3;
+            QTest::addRow("%s 257 of 22x7", name) << mode << 22 << 7 << 257;
+            QTest::addRow("%s 258 of 22x7", name) << mode << 22 << 7 << 258;
+        }
+    }
+
+    void average()
+    {
+        QFETCH(int, colorMode);
+        QFETCH(int, width);
+        QFETCH(int, height);
+        QFETCH(int, frameCount);
+        // Bytes over the whole range, a few of them at the top in every frame.
+        QVector<QImage> images(frameCount, QImage(width, height, QImage::Format_Indexed8));
+        std::uint32_t state = 12345u;
+        for (int i = 0; i < frameCount; ++i) {
+            uchar *bits = images[i].bits();
+            for (qsizetype b = 0; b < images[i].sizeInBytes(); ++b) {
+                state = state * 1664525u + 1013904223u;
+                bits[b] = b % 97 == 5 ? 255 : uchar(state >> 24);
+            }
+        }
+        OpenDetector detector;
+        detector.setInput(colorMode, &images);
+        detector.prepareMatrices();
+        detector.prepareMatrices(); // a second run on the same detector starts afresh
+
+        const PixelGrid mono = {0, 0, 1, 1};
+        const PixelGrid phases[] = {{0, 0, 2, 2}, {0, 1, 2, 2}, {1, 0, 2, 2}, {1, 1, 2, 2}};
+        const std::vector<Matrix<unsigned> *> planes = detector.planes();
+        for (int p = 0; p < int(planes.size()); ++p) {
+            const PixelGrid *grid = colorMode == Mono ? &mono : &phases[p];
+            Matrix<unsigned> expected(planes[p]->sizeY, planes[p]->sizeX);
+            BadpixelDetector::CopyIterator copy;
+            BadpixelDetector::SumIterator sum;
+            for (int i = 0; i < frameCount; ++i) {
+                BadpixelDetector::ImageValueIterator walk(
+                        &images[i], grid,
+                        i == 0 ? static_cast<BadpixelDetector::PixelValIterator *>(&copy) : &sum);
+                expected.forEach(static_cast<Matrix<unsigned>::Iterator &>(walk));
+            }
+            BadpixelDetector::DivIterator div {unsigned(frameCount)};
+            expected.forEach(static_cast<Matrix<unsigned>::Iterator &>(div));
+            HotpixelDetector::MeanIterator mean;
+            expected.forEach(static_cast<Matrix<unsigned>::Iterator &>(mean));
+
+            const std::size_t size = std::size_t(expected.sizeX) * expected.sizeY;
+            QCOMPARE(std::vector<unsigned>(planes[p]->data, planes[p]->data + size),
+                     std::vector<unsigned>(expected.data, expected.data + size));
+            QCOMPARE(detector.planeMean(p).sum, mean.sum);
+            QCOMPARE(detector.planeMean(p).count, mean.count);
+        }
+    }
+
+    // The 16-bit division of the averaging: wherever it says it is exact, it
+    // gives every quotient, and it is for the sums of up to a hundred frames.
+    void sumDivide()
+    {
+        for (unsigned divisor = 1; divisor <= 300; ++divisor) {
+            const unsigned maxSum = std::min(255u * divisor, 0xFFFFu);
+            BadpixelDetector::SumDivIterator div(divisor, maxSum);
+            QVERIFY2(div.exact() || divisor == 1 || divisor > 100,
+                     qPrintable(QString::number(divisor)));
+            if (!div.exact())
+                continue;
+            std::vector<std::uint16_t> sums(maxSum + 1);
+            for (unsigned s = 0; s <= maxSum; ++s)
+                sums[s] = std::uint16_t(s);
+            Matrix<unsigned> m(1, maxSum + 1);
+            div.sums = sums.data();
+            m.forEach(div);
+            for (unsigned s = 0; s <= maxSum; ++s)
+                QVERIFY2(m.data[s] == s / divisor,
+                         qPrintable(QStringLiteral("%1 / %2 gave %3")
+                                            .arg(s)
+                                            .arg(divisor)
+                                            .arg(m.data[s])));
+        }
     }
 
     void detect_data()
