@@ -1,4 +1,5 @@
 #include "app/mainwindow.h"
+#include "app/statusfields.h"
 #include "ui_mainwindow.h"
 
 #include "controls/dialog_about.h"
@@ -9,6 +10,8 @@
 #include "display/displaywidget.h"
 #include "display/magnifier.h"
 #include "display/magnifiercontrol.h"
+#include "hotpixel/badpixellistcommand.h"
+#include "hotpixel/userlistbackup.h"
 
 #include <QAction>
 #include <QCursor>
@@ -28,7 +31,9 @@
 #include <QTableView>
 #include <QTimer>
 #include <QToolBar>
+#include <QUndoStack>
 
+#include <algorithm>
 #include <exception>
 #include <memory>
 #include <stdexcept>
@@ -38,6 +43,19 @@ namespace {
 QString exceptionText(const std::exception &e)
 {
     return QString::fromUtf8(e.what());
+}
+
+// Keeps the columns of view as wide as their contents whenever its model's
+// rows change, so that no serial number or coordinate is cut.
+void fitColumnsOnChange(QTableView *view)
+{
+    const QAbstractItemModel *model = view->model();
+    const auto fit = [view] { view->resizeColumnsToContents(); };
+    QObject::connect(model, &QAbstractItemModel::rowsInserted, view, fit);
+    QObject::connect(model, &QAbstractItemModel::rowsRemoved, view, fit);
+    QObject::connect(model, &QAbstractItemModel::dataChanged, view, fit);
+    QObject::connect(model, &QAbstractItemModel::layoutChanged, view, fit);
+    QObject::connect(model, &QAbstractItemModel::modelReset, view, fit);
 }
 
 } // namespace
@@ -124,12 +142,13 @@ void MainWindow::createCameraListDock()
     horizontal->setHighlightSections(false);
     horizontal->setStretchLastSection(true);
     m_cameraListView->resizeColumnsToContents();
+    fitColumnsOnChange(m_cameraListView);
     m_cameraListView->setContextMenuPolicy(Qt::CustomContextMenu);
 
-    // 1
+    // A right click anywhere opens the menu at the pointer; a double click on
+    // any cell opens the camera of its row.
     connect(m_cameraListView, &QWidget::customContextMenuRequested, this,
             &MainWindow::showCameraListContextMenu);
-    // 2
     connect(m_cameraListView, &QAbstractItemView::doubleClicked, this, &MainWindow::openCamera);
 
     m_cameraListDock->setWidget(m_cameraListView);
@@ -159,8 +178,9 @@ void MainWindow::createBadpixelListDock()
     horizontal->setHighlightSections(false);
     vertical->hide();
     horizontal->setStretchLastSection(true);
+    fitColumnsOnChange(m_badpixelListView);
 
-    // 3
+    // No double-click action on this table: the list changes only by commands.
     connect(m_badpixelListView, &QWidget::customContextMenuRequested, this,
             &MainWindow::showBadpixelListContextMenu);
 
@@ -176,12 +196,12 @@ void MainWindow::createMagnifierDock()
     m_magnifierDock->setAllowedAreas(Qt::LeftDockWidgetArea | Qt::RightDockWidgetArea);
 
     m_magnifierControl = new MagnifierControl(m_magnifierDock);
-    // 4
+    // The slots that feed the magnifier test m_magnifierControl, which goes
+    // null with the dock.
     connect(m_magnifierDock, &QObject::destroyed, this, &MainWindow::clearMagnifier);
-    // 5
+    // The focus pixel goes both ways between the window and the magnifier.
     connect(this, &MainWindow::magnifierPositionChanged, m_magnifierControl->magnifier,
             &Magnifier::setPosition);
-    // 6
     connect(m_magnifierControl->magnifier, &Magnifier::changePosition, this,
             &MainWindow::setMagnifierPosition);
 
@@ -202,21 +222,17 @@ void MainWindow::createCameraSliderDock()
     m_cameraSliderDock->setWidget(block);
     addDockWidget(Qt::LeftDockWidgetArea, m_cameraSliderDock);
 
-    // 7
+    // Each row sends the user's value to the camera, and the camera's range
+    // and value come back to the row.
     connect(block->framerate, &DoubleParameterWidget::valueChanged, &m_camera,
             &Camera::setFramerate);
-    // 8
     connect(&m_camera, &Camera::framerateChanged, block->framerate,
             &DoubleParameterWidget::setParam);
-    // 9
     connect(block->exposure, &DoubleParameterWidget::valueChanged, &m_camera, &Camera::setExposure);
-    // 10
     connect(&m_camera, &Camera::exposureChanged, block->exposure, &DoubleParameterWidget::setParam);
-    // 11
     connect(block->mastergain, &ParameterWidget::valueChanged, &m_camera, &Camera::setMastergain);
-    // 12
     connect(&m_camera, &Camera::mastergainChanged, block->mastergain, &ParameterWidget::setParam);
-    // 13: the rows are live only while a camera is open
+    // The rows are live only while a camera is open.
     connect(this, &MainWindow::cameraOpened, block, &QWidget::setEnabled);
 
     block->setEnabled(false);
@@ -272,6 +288,9 @@ void MainWindow::openCamera()
         ui->display->imageLabel->setVisible(true);
         m_statusTimer->start(1500);
     } catch (const std::exception &e) {
+        // A camera that failed to open leaves nothing of the previous one on screen.
+        if (!m_camera.isOpen())
+            showNoCamera();
         statusBar()->showMessage(exceptionText(e), 5000);
     }
 
@@ -301,15 +320,19 @@ void MainWindow::closeCamera()
 
     m_camera.close();
     m_resetMarker = 1111.0;
+    showNoCamera();
+}
+
+void MainWindow::showNoCamera()
+{
     m_statusTimer->stop();
     ui->display->clear();
     ui->display->imageLabel->setVisible(false);
     if (m_magnifierControl)
         m_magnifierControl->magnifier->QLabel::clear();
     setMagnifierPosition(QPoint(0, 0));
-    m_labelFrames->setText(QStringLiteral("Frames: 0"));
-    m_labelFailed->setText(QStringLiteral("Failed: 0"));
-    m_labelFps->setText(QStringLiteral("FPS: 0"));
+    // The list counts keep their last text: the timer that rewrites them has stopped.
+    m_statusFields->clearCounters();
 }
 
 void MainWindow::onCameraDisconnect()
@@ -319,6 +342,8 @@ void MainWindow::onCameraDisconnect()
     // The magnifier and the display drop the last frame; the camera stays open.
     QImage none;
     newImage(none);
+    // Shown until the camera comes back or another message replaces it.
+    statusBar()->showMessage(tr("Camera disconnected; waiting for it to return."));
 }
 
 void MainWindow::onCameraReconnect()
@@ -332,7 +357,14 @@ void MainWindow::onCameraReconnect()
         if (status == QLatin1String("in use"))
             m_cameraListView->selectRow(row);
     }
+    // A poll may have marked the camera's new row "opened" already; its row is
+    // selected all the same, so that its commands come back with it.
+    for (int row = 0; row < m_cameraListModel.rowCount(); ++row) {
+        if (m_cameraListModel.cameraListEntry(row).open)
+            m_cameraListView->selectRow(row);
+    }
     ui->display->imageLabel->setVisible(true);
+    statusBar()->showMessage(tr("The camera has returned."), 5000);
 }
 
 void MainWindow::onSelectCameraRow(int row)
@@ -379,21 +411,9 @@ void MainWindow::newImage(QImage &image)
 void MainWindow::updateStatus()
 {
     try {
-        int user = 0;
-        int factory = 0;
-        const QList<BadpixelEntry> entries = m_badpixelListModel.pixels();
-        for (const BadpixelEntry &entry : entries) {
-            if (entry.pixelClass == 1)
-                ++user;
-            else
-                ++factory;
-        }
-        m_labelFactory->setText(QStringLiteral("F: %1").arg(factory));
-        m_labelUser->setText(QStringLiteral("U: %1").arg(user));
-        m_labelFrames->setText(QStringLiteral("Frames: %1").arg(m_camera.frameCount()));
-        m_labelFailed->setText(QStringLiteral("Failed: %1").arg(m_camera.failedFrameCount()));
-        m_labelFps->setText(QStringLiteral("FPS: ")
-                            + QString::number(m_camera.framesPerSecond(), 'f', 2));
+        m_statusFields->showListCounts(m_badpixelListModel.pixels());
+        m_statusFields->showCounters(m_camera.frameCount(), m_camera.failedFrameCount(),
+                                     m_camera.framesPerSecond());
     } catch (const std::runtime_error &e) {
         statusBar()->showMessage(exceptionText(e), 2000);
     }
@@ -401,8 +421,7 @@ void MainWindow::updateStatus()
 
 void MainWindow::updateStatusPosition(QPoint position)
 {
-    m_labelX->setText(QStringLiteral("x: %1").arg(position.x()));
-    m_labelY->setText(QStringLiteral("y: %1").arg(position.y()));
+    m_statusFields->showPosition(position);
 }
 
 void MainWindow::updateScaleFactor(int scale)
@@ -582,6 +601,50 @@ void MainWindow::onZoomChanged(QAction *act)
 
 // Hot pixel list commands
 
+namespace {
+
+enum class FileDialog { Save, Open };
+
+// The number of rows that a list command hands on or takes in: the user
+// pixels, and with imported the other classes that only a text import brings.
+int countPixels(const BadpixelListModel &model, bool imported)
+{
+    const QList<BadpixelEntry> entries = model.pixels();
+    return int(std::count_if(entries.begin(), entries.end(), [imported](const BadpixelEntry &e) {
+        return e.pixelClass == 1 || (imported && e.pixelClass > 1);
+    }));
+}
+
+// The common steps of the four file commands: ask for a file name in the
+// user's home folder (a cancelled dialog does nothing; a name typed without a
+// suffix gets the filter's), run the command on it, confirm a success in the
+// status bar, and show a failure as the model's text, translated, in a box
+// with no parent and no title of its own.
+template<typename Command>
+void runFileCommand(QMainWindow *window, FileDialog mode, const QString &title,
+                    const QString &filter, const QString &suffix, Command command)
+{
+    QFileDialog dialog(window, title, QDir::homePath(), filter);
+    dialog.setAcceptMode(mode == FileDialog::Save ? QFileDialog::AcceptSave
+                                                  : QFileDialog::AcceptOpen);
+    dialog.setFileMode(mode == FileDialog::Save ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
+    dialog.setDefaultSuffix(suffix);
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().value(0).isEmpty())
+        return;
+    const QString filename = dialog.selectedFiles().constFirst();
+    try {
+        window->statusBar()->showMessage(command(filename), 5000);
+    } catch (const std::exception &e) {
+        QMessageBox box;
+        box.setText(MainWindow::tr(e.what()));
+        box.setStandardButtons(QMessageBox::Ok);
+        box.setIcon(QMessageBox::Critical);
+        box.exec();
+    }
+}
+
+} // namespace
+
 void MainWindow::writeBadpixelList()
 {
     if (!m_camera.hasEepromCorrection()) {
@@ -590,6 +653,19 @@ void MainWindow::writeBadpixelList()
                                  "saved inside the camera memory!"),
                               QMessageBox::Ok);
         return;
+    }
+
+    // A user list that could not be read at open would be replaced unseen.
+    if (m_badpixelListModel.userListReadFailed()) {
+        QMessageBox refusal(QMessageBox::Warning, tr("User list not read"),
+                            tr("The camera's user list could not be read when the camera was "
+                               "opened, so the list shown here may lack what the camera holds."),
+                            QMessageBox::Yes | QMessageBox::No, this);
+        refusal.setInformativeText(m_badpixelListModel.userListReadFailure() + QLatin1Char('\n')
+                                   + tr("Write the list shown here all the same?"));
+        refusal.setDefaultButton(QMessageBox::No);
+        if (refusal.exec() != QMessageBox::Yes)
+            return;
     }
 
     QMessageBox box;
@@ -602,75 +678,82 @@ void MainWindow::writeBadpixelList()
         return;
 
     try {
+        // A camera that held a list gets a copy of it kept before the write.
+        const UserListBackup backup;
+        const QStringList before = backup.copies(m_camera.serialNumber());
         m_badpixelListModel.writeBadpixelList(&m_camera);
+        const QStringList copies = backup.copies(m_camera.serialNumber());
+        QString text = tr("Hot pixels written into the camera: %1")
+                               .arg(countPixels(m_badpixelListModel, false));
+        if (!copies.isEmpty() && (before.isEmpty() || copies.constLast() != before.constLast()))
+            text += tr("; its former list is kept in %1")
+                            .arg(QDir::toNativeSeparators(copies.constLast()));
+        statusBar()->showMessage(text, 10000);
     } catch (const std::exception &e) {
         QMessageBox::critical(this, tr("Write failed"), exceptionText(e), QMessageBox::Ok);
         statusBar()->showMessage(exceptionText(e), 2000);
     }
 }
 
-namespace {
-
-enum class FileDialog { Save, Open };
-
-// The common steps of the four file commands: ask for a file name in the
-// user's home folder (a cancelled dialog does nothing), run the command on it,
-// and show a failure as the model's text, translated, in a box with no parent
-// and no title of its own.
-template<typename Command>
-void runFileCommand(QWidget *parent, FileDialog dialog, const QString &title, const QString &filter,
-                    Command command)
-{
-    const QString filename = dialog == FileDialog::Save
-            ? QFileDialog::getSaveFileName(parent, title, QDir::homePath(), filter)
-            : QFileDialog::getOpenFileName(parent, title, QDir::homePath(), filter);
-    if (filename.isEmpty())
-        return;
-    try {
-        command(filename);
-    } catch (const std::exception &e) {
-        QMessageBox box;
-        box.setText(MainWindow::tr(e.what()));
-        box.setStandardButtons(QMessageBox::Ok);
-        box.setIcon(QMessageBox::Critical);
-        box.exec();
-    }
-}
-
-} // namespace
-
 void MainWindow::saveBadpixelList()
 {
-    runFileCommand(
-            this, FileDialog::Save, tr("Save hot pixel list"), tr("Binary files (*.bin)"),
-            [this](const QString &name) { m_badpixelListModel.saveAsFile(&m_camera, name); });
+    runFileCommand(this, FileDialog::Save, tr("Save hot pixel list"), tr("Binary files (*.bin)"),
+                   QStringLiteral("bin"), [this](const QString &name) {
+                       m_badpixelListModel.saveAsFile(&m_camera, name);
+                       return tr("Hot pixels saved to %1: %2")
+                               .arg(name)
+                               .arg(countPixels(m_badpixelListModel, false));
+                   });
 }
 
 void MainWindow::loadBadpixelList()
 {
-    runFileCommand(
-            this, FileDialog::Open, tr("Open hot pixel list"), tr("Binary files (*.bin)"),
-            [this](const QString &name) { m_badpixelListModel.loadFromFile(&m_camera, name); });
+    // Recorded after a failure too: a failed load may have taken rows away.
+    const QList<BadpixelEntry> before = BadpixelListCommand::changeableRows(m_badpixelListModel);
+    runFileCommand(this, FileDialog::Open, tr("Open hot pixel list"), tr("Binary files (*.bin)"),
+                   QStringLiteral("bin"), [this](const QString &name) {
+                       m_badpixelListModel.loadFromFile(&m_camera, name);
+                       return tr("Hot pixels loaded from %1: %2")
+                               .arg(name)
+                               .arg(countPixels(m_badpixelListModel, false));
+                   });
+    recordListChange(tr("Load hot pixel list"), before);
 }
 
 void MainWindow::exportBadpixelList()
 {
     runFileCommand(this, FileDialog::Save, tr("Export hot pixel list"), tr("Text files (*.txt)"),
-                   [this](const QString &name) { m_badpixelListModel.exportAsFile(name); });
+                   QStringLiteral("txt"), [this](const QString &name) {
+                       m_badpixelListModel.exportAsFile(name);
+                       return tr("Hot pixels exported to %1: %2")
+                               .arg(name)
+                               .arg(countPixels(m_badpixelListModel, false));
+                   });
 }
 
 void MainWindow::importBadpixelList()
 {
+    // Recorded after a failure too: a failed load may have taken rows away.
+    const QList<BadpixelEntry> before = BadpixelListCommand::changeableRows(m_badpixelListModel);
     runFileCommand(this, FileDialog::Open, tr("Import hot pixel list"), tr("Text files (*.txt)"),
-                   [this](const QString &name) { m_badpixelListModel.importFromFile(name); });
+                   QStringLiteral("txt"), [this](const QString &name) {
+                       m_badpixelListModel.importFromFile(name);
+                       return tr("Hot pixels imported from %1: %2")
+                               .arg(name)
+                               .arg(countPixels(m_badpixelListModel, true));
+                   });
+    recordListChange(tr("Import hot pixel list"), before);
 }
 
 void MainWindow::addNewBadpixel()
 {
     try {
         // The pixel added is always the current focus pixel.
+        const QList<BadpixelEntry> before
+                = BadpixelListCommand::changeableRows(m_badpixelListModel);
         if (!m_badpixelListModel.addPixel(m_magnifierPosition))
             return;
+        recordListChange(tr("Add hot pixel"), before);
         const QModelIndex index = m_badpixelListModel.indexOfPixel(m_magnifierPosition.x(),
                                                                    m_magnifierPosition.y(), 1);
         m_badpixelSelection->select(index, QItemSelectionModel::ClearAndSelect);
@@ -687,12 +770,41 @@ void MainWindow::deleteBadpixel()
     if (index.row() < 0 || index.column() < 0 || index.model() == nullptr)
         return;
     // The model refuses any row that is not a user pixel.
+    const QList<BadpixelEntry> before = BadpixelListCommand::changeableRows(m_badpixelListModel);
     m_badpixelListModel.removePixelRow(index.row(), QModelIndex());
+    recordListChange(tr("Delete hot pixel"), before);
 }
 
 void MainWindow::clearBadpixel()
 {
+    const QList<BadpixelEntry> before = BadpixelListCommand::changeableRows(m_badpixelListModel);
     m_badpixelListModel.clearUserBadpixelList();
+    recordListChange(tr("Clear user hot pixel"), before);
+}
+
+void MainWindow::recordListChange(const QString &text, const QList<BadpixelEntry> &before)
+{
+    const QList<BadpixelEntry> after = BadpixelListCommand::changeableRows(m_badpixelListModel);
+    if (!BadpixelListCommand::sameRows(before, after))
+        m_undoStack->push(new BadpixelListCommand(&m_badpixelListModel, text, before, after));
+}
+
+void MainWindow::undoListChange()
+{
+    try {
+        m_undoStack->undo();
+    } catch (const std::exception &e) {
+        statusBar()->showMessage(exceptionText(e), 5000);
+    }
+}
+
+void MainWindow::redoListChange()
+{
+    try {
+        m_undoStack->redo();
+    } catch (const std::exception &e) {
+        statusBar()->showMessage(exceptionText(e), 5000);
+    }
 }
 
 // Detection run
@@ -711,6 +823,8 @@ void MainWindow::openDetectDialog()
 
 void MainWindow::startDetectingBadpixel(bool clear, uint threshold)
 {
+    // The whole run is one step of the undo history, the clearing included.
+    m_listBeforeRun = BadpixelListCommand::changeableRows(m_badpixelListModel);
     m_detectionRun.start(threshold, clear);
 }
 
@@ -726,6 +840,7 @@ void MainWindow::connectDetectionRun()
                                  "too low."),
                               QMessageBox::Ok);
         m_detectionDialogue->abortDetect();
+        recordListChange(tr("Detect hot pixel"), m_listBeforeRun);
     });
     connect(&m_detectionRun, &DetectionRun::detectionFinished, this,
             &MainWindow::detectionFinished);
@@ -733,8 +848,10 @@ void MainWindow::connectDetectionRun()
         statusBar()->showMessage(text, 2000);
         m_detectionDialogue->showError(text + QStringLiteral(" Please restart detection."));
     });
-    connect(&m_detectionRun, &DetectionRun::finished, this,
-            [this] { m_detectionDialogue->finishDetect(); });
+    connect(&m_detectionRun, &DetectionRun::finished, this, [this] {
+        m_detectionDialogue->finishDetect();
+        recordListChange(tr("Detect hot pixel"), m_listBeforeRun);
+    });
 }
 
 // Help
@@ -840,6 +957,14 @@ void MainWindow::createActions()
     m_menuZoom->addAction(m_actZoomFit);
     m_actZoom->setMenu(m_menuZoom);
 
+    m_undoStack = new QUndoStack(this);
+    m_actUndo = new QAction(tr("&Undo"), this);
+    m_actUndo->setShortcut(QKeySequence::Undo);
+    m_actUndo->setEnabled(false);
+    m_actRedo = new QAction(tr("&Redo"), this);
+    m_actRedo->setShortcut(QKeySequence::Redo);
+    m_actRedo->setEnabled(false);
+
     m_statusTimer = new QTimer(this);
 }
 
@@ -851,6 +976,16 @@ void MainWindow::createMenus()
     createCameraSliderDock();
     tabifyDockWidget(m_cameraListDock, m_badpixelListDock);
 
+    createToolBar();
+    // The status fields stand at the right-hand end; the left part is for messages.
+    m_statusFields = std::make_unique<StatusFields>(ui->statusBar);
+
+    createMenuBar();
+}
+
+// The commands that stand in no menu of the menu bar are on the tool bar.
+void MainWindow::createToolBar()
+{
     QToolBar *toolBar = ui->mainToolBar;
     toolBar->addAction(m_actOpenCamera);
     toolBar->addAction(m_actCloseCamera);
@@ -863,31 +998,11 @@ void MainWindow::createMenus()
     toolBar->addSeparator();
     toolBar->addAction(m_actHighlight);
     toolBar->addAction(m_actZoom);
+}
 
-    // The status fields stand at the right-hand end; the left part is for messages.
-    QStatusBar *bar = ui->statusBar;
-    m_labelX = new QLabel(bar);
-    m_labelY = new QLabel(bar);
-    m_labelUser = new QLabel(bar);
-    m_labelFactory = new QLabel(bar);
-    m_labelFrames = new QLabel(bar);
-    m_labelFailed = new QLabel(bar);
-    m_labelFps = new QLabel(bar);
-    m_labelUser->setMinimumWidth(40);
-    m_labelFactory->setMinimumWidth(40);
-    m_labelX->setMinimumWidth(44);
-    m_labelY->setMinimumWidth(44);
-    m_labelFrames->setMinimumWidth(64);
-    m_labelFailed->setMinimumWidth(64);
-    m_labelFps->setMinimumWidth(72);
-    bar->addPermanentWidget(m_labelUser, 0);
-    bar->addPermanentWidget(m_labelFactory, 0);
-    bar->addPermanentWidget(m_labelX, 0);
-    bar->addPermanentWidget(m_labelY, 0);
-    bar->addPermanentWidget(m_labelFrames, 0);
-    bar->addPermanentWidget(m_labelFailed, 0);
-    bar->addPermanentWidget(m_labelFps, 0);
-
+// File, Edit, View and Help, with the actions that only the menus hold.
+void MainWindow::createMenuBar()
+{
     QMenuBar *menus = ui->menuBar;
     QMenu *fileMenu = new QMenu(tr("&File"), menus);
     menus->addMenu(fileMenu);
@@ -906,12 +1021,14 @@ void MainWindow::createMenus()
     fileMenu->addAction(actImport);
     fileMenu->addSeparator();
     fileMenu->addAction(actExit);
-    // 14
     connect(actExport, &QAction::triggered, this, &MainWindow::exportBadpixelList);
-    // 15
     connect(actImport, &QAction::triggered, this, &MainWindow::importBadpixelList);
-    // 16
     connect(actExit, &QAction::triggered, this, &QWidget::close);
+
+    QMenu *editMenu = new QMenu(tr("&Edit"), menus);
+    menus->addMenu(editMenu);
+    editMenu->addAction(m_actUndo);
+    editMenu->addAction(m_actRedo);
 
     QMenu *viewMenu = new QMenu(tr("&View"), menus);
     menus->addMenu(viewMenu);
@@ -933,16 +1050,11 @@ void MainWindow::createMenus()
     viewMenu->addAction(m_actViewCameraSlider);
     viewMenu->addSeparator();
     viewMenu->addAction(m_actHighlight);
-    // 17
     connect(viewMenu, &QMenu::aboutToShow, this, &MainWindow::onMenuShow);
-    // 18
     connect(m_actViewCameraList, &QAction::triggered, this, &MainWindow::onShowHideCameraListDock);
-    // 19
     connect(m_actViewBadpixelList, &QAction::triggered, this,
             &MainWindow::onShowHideBadpixelListDock);
-    // 20
     connect(m_actViewMagnifier, &QAction::triggered, this, &MainWindow::onShowHideMagnifierDock);
-    // 21
     connect(m_actViewCameraSlider, &QAction::triggered, this,
             &MainWindow::onShowHideCameraSliderDock);
 
@@ -955,7 +1067,7 @@ void MainWindow::createMenus()
 
 void MainWindow::createConnections()
 {
-    // Commands (22 to 35)
+    // The commands. Each action has one slot, so their order is free.
     connect(m_actOpenCamera, &QAction::triggered, this, &MainWindow::openCamera);
     connect(m_actCloseCamera, &QAction::triggered, this, &MainWindow::closeCamera);
     connect(m_actSaveList, &QAction::triggered, this, &MainWindow::saveBadpixelList);
@@ -971,8 +1083,13 @@ void MainWindow::createConnections()
     connect(m_actAbout, &QAction::triggered, this, &MainWindow::openHelpAboutWindow);
     connect(m_actCorrection, &QAction::triggered, this, &MainWindow::onHotpixelCorrection);
 
-    // Opening (36 to 39) and closing (40 to 43): where several slots hang on
-    // one signal, this is their calling order.
+    // Where several slots hang on one signal, the order below is their calling
+    // order. On opening: the camera list learns the open camera first, so that
+    // the update at the end marks its row "opened" and the enabled states follow
+    // it; the hot pixel list is read before the parameter rows come alive. On
+    // closing: the camera list forgets the camera before its update, so the row
+    // reads "free" at once, and the hot pixel list empties before the rows go
+    // dead.
     connect(&m_camera, &Camera::cameraOpened, &m_cameraListModel, &CameraListModel::setOpenCamera);
     connect(&m_camera, &Camera::cameraOpened, &m_badpixelListModel,
             &BadpixelListModel::getBadpixelList);
@@ -985,19 +1102,22 @@ void MainWindow::createConnections()
             &BadpixelListModel::clearBadpixelList);
     connect(&m_camera, &Camera::cameraClosed, this, &MainWindow::onCameraClosed);
 
-    // Frames and messages (44, 45)
+    // Frames reach the magnifier and the display before a detection run sees
+    // them; a failure inside the camera goes to the status bar as it stands.
     connect(&m_camera, &Camera::newImage, this, &MainWindow::newImage);
     connect(&m_camera, &Camera::displayError, ui->statusBar, &QStatusBar::showMessage);
     connectDetectionRun();
 
-    // Devices coming and going (46 to 49)
+    // Devices coming and going: any device refreshes the camera list; only the
+    // open camera's own loss and return reach the window.
     connect(&m_camera, &Camera::cameraNewDevice, &m_cameraListModel, &CameraListModel::updateList);
     connect(&m_camera, &Camera::cameraRemovedDevice, &m_cameraListModel,
             &CameraListModel::updateList);
     connect(&m_camera, &Camera::cameraRemoved, this, &MainWindow::onCameraDisconnect);
     connect(&m_camera, &Camera::cameraReconnect, this, &MainWindow::onCameraReconnect);
 
-    // The camera table (50 to 52)
+    // The enabled states follow both the camera list and its selection; a list
+    // with nothing selected gets its first row selected.
     connect(&m_cameraListModel, &CameraListModel::somethingChanged, this,
             &MainWindow::updateCameraActions);
     connect(&m_cameraListModel, &CameraListModel::rowToSelect, this,
@@ -1005,7 +1125,10 @@ void MainWindow::createConnections()
     connect(m_cameraSelection.get(), &QItemSelectionModel::selectionChanged, this,
             &MainWindow::updateCameraActions);
 
-    // The focus pixel (53 to 58)
+    // The focus pixel. A new selection and an edited row both end in
+    // setSelection, which moves the focus to the row's pixel; a click in the
+    // image moves it directly. Every move reaches the magnifier (connected
+    // with its dock, so first), then the status fields, then the display.
     connect(m_badpixelSelection.get(), &QItemSelectionModel::selectionChanged, this,
             &MainWindow::updateSelection);
     connect(&m_badpixelListModel, &QAbstractItemModel::dataChanged, this,
@@ -1017,8 +1140,30 @@ void MainWindow::createConnections()
     connect(this, &MainWindow::magnifierPositionChanged, ui->display,
             &DisplayWidget::updateMagnifierPosition);
 
-    // The status fields (59)
+    // A list that could not be read at open is told at once; Write asks again.
+    // Queued, so that it stands after the messages of the opening that read it.
+    connect(
+            &m_badpixelListModel, &BadpixelListModel::listReadFailed, this,
+            [this](const QString &message) { statusBar()->showMessage(message, 10000); },
+            Qt::QueuedConnection);
+
+    // The status fields are refreshed by the slow timer, never per frame.
     connect(m_statusTimer, &QTimer::timeout, this, &MainWindow::updateStatus);
+
+    // Undo and redo of the hot pixel list. The history belongs to the list of
+    // one camera: it goes when that list is read in or dropped.
+    connect(m_actUndo, &QAction::triggered, this, &MainWindow::undoListChange);
+    connect(m_actRedo, &QAction::triggered, this, &MainWindow::redoListChange);
+    connect(m_undoStack, &QUndoStack::canUndoChanged, m_actUndo, &QAction::setEnabled);
+    connect(m_undoStack, &QUndoStack::canRedoChanged, m_actRedo, &QAction::setEnabled);
+    connect(m_undoStack, &QUndoStack::undoTextChanged, m_actUndo, [this](const QString &text) {
+        m_actUndo->setText(tr("&Undo %1").arg(text).trimmed());
+    });
+    connect(m_undoStack, &QUndoStack::redoTextChanged, m_actRedo, [this](const QString &text) {
+        m_actRedo->setText(tr("&Redo %1").arg(text).trimmed());
+    });
+    connect(&m_camera, &Camera::cameraOpened, m_undoStack, &QUndoStack::clear);
+    connect(&m_camera, &Camera::cameraClosed, m_undoStack, &QUndoStack::clear);
 }
 
 void MainWindow::readSettings()
@@ -1029,9 +1174,24 @@ void MainWindow::readSettings()
     // Absent keys give empty arrays; both restores then fail silently and the
     // form's layout stands.
     restoreGeometry(settings.value(QStringLiteral("geometry"), QVariant()).toByteArray());
-    restoreState(settings.value(QStringLiteral("state"), QVariant()).toByteArray(), 0);
+    const QByteArray state = settings.value(QStringLiteral("state"), QVariant()).toByteArray();
+    restoreState(state, 0);
     settings.endGroup();
     settings.endGroup();
+    // A hidden window lays its docks out anew when it is first shown, and the
+    // stored dock sizes would be lost: they are restored again once it shows.
+    m_shownState = state;
+}
+
+void MainWindow::showEvent(QShowEvent *event)
+{
+    QMainWindow::showEvent(event);
+    if (m_shownState.isEmpty())
+        return;
+    restoreState(m_shownState, 0);
+    m_shownState.clear();
+    // As at construction, the camera list is the tab in front.
+    m_cameraListDock->raise();
 }
 
 void MainWindow::writeSettings()

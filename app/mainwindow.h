@@ -10,8 +10,10 @@
 #include "hotpixel/badpixellistmodel.h"
 #include "hotpixel/pixelclassdelegate.h"
 
+#include <QByteArray>
 #include <QImage>
 #include <QItemSelection>
+#include <QList>
 #include <QMainWindow>
 #include <QModelIndex>
 #include <QPoint>
@@ -27,12 +29,15 @@ class QItemSelectionModel;
 class QKeyEvent;
 class QLabel;
 class QMenu;
+class QShowEvent;
 class QTableView;
 class QTimer;
+class QUndoStack;
 class Ui_MainWindow;
 QT_END_NAMESPACE
 
 class DetectionDialogue;
+class StatusFields;
 class MagnifierControl;
 
 class MainWindow : public QMainWindow
@@ -46,6 +51,7 @@ public:
 protected:
     void keyPressEvent(QKeyEvent *event) override;
     void changeEvent(QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
 
 signals:
     void cameraOpened(bool opened);
@@ -96,14 +102,26 @@ protected slots:
     void openHelpUsageWindow();
     void openHelpAboutWindow();
 
+private slots:
+    void undoListChange();
+    void redoListChange();
+
 private:
     void createActions();
+    // Builds the docks, the tool bar, the status fields and the menu bar, in
+    // this order, so that the stored layout finds every dock by its name.
     void createMenus();
+    void createToolBar();
+    void createMenuBar();
     void createConnections();
     void readSettings();
     void writeSettings();
     CameraRow selectedCamera();
     void checkHotpixelStorage();
+    void showNoCamera();
+    // Pushes the change of the hot pixel list since before onto the undo
+    // stack, as one step named text; no step if nothing changed.
+    void recordListChange(const QString &text, const QList<BadpixelEntry> &before);
     void connectDetectionRun();
 
     // The form and the selection models are released first in the destructor,
@@ -126,13 +144,7 @@ private:
     MagnifierControl *m_magnifierControl = nullptr;
     QDockWidget *m_cameraSliderDock = nullptr;
     PixelclassDelegate m_pixelclassDelegate;
-    QLabel *m_labelX = nullptr;
-    QLabel *m_labelY = nullptr;
-    QLabel *m_labelFrames = nullptr;
-    QLabel *m_labelFailed = nullptr;
-    QLabel *m_labelFps = nullptr;
-    QLabel *m_labelUser = nullptr;
-    QLabel *m_labelFactory = nullptr;
+    std::unique_ptr<StatusFields> m_statusFields; // its labels belong to the status bar
     QAction *m_actOpenCamera = nullptr;
     QAction *m_actCloseCamera = nullptr;
     QAction *m_actSaveList = nullptr;
@@ -160,4 +172,10 @@ private:
     QAction *m_actZoom = nullptr;
     QMenu *m_menuZoom = nullptr;
     DetectionDialogue *m_detectionDialogue = nullptr;
+    // The undo history of the hot pixel list, for the list of the open camera.
+    QUndoStack *m_undoStack = nullptr;
+    QAction *m_actUndo = nullptr;
+    QAction *m_actRedo = nullptr;
+    QList<BadpixelEntry> m_listBeforeRun; // the list when the running detection started
+    QByteArray m_shownState; // the stored dock layout, until the window first shows
 };

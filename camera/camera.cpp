@@ -1,5 +1,8 @@
 #include "camera/camera.h"
+
 #include "camera/datafiles.h"
+#include "camera/settingsfilecheck.h"
+#include "camera/statustext.h"
 
 #include <QDomDocument>
 #include <QDomElement>
@@ -40,13 +43,24 @@ double truncatedToInt(double value)
     return double(int32_t(value));
 }
 
-// The stop protocol of an event thread: ask, give it half a second, then kill.
-void stopAndWait(EventThread &thread)
+// The stop protocol of an event thread: ask, give it half a second, then
+// kill, and wait for the kill a limited time too. False if it still runs.
+bool stopAndWait(EventThread &thread)
 {
-    if (!thread.wait(500)) {
-        thread.terminate();
-        thread.wait();
-    }
+    if (thread.wait(500))
+        return true;
+    thread.terminate();
+    return thread.wait(EventThread::terminateWaitMs);
+}
+
+// Reads the settings file into document, within the bounds of
+// SettingsFileCheck. False if it can't be opened, is too large or too deep,
+// or isn't well-formed; reason then says why when the file could be opened.
+bool readSettingsFile(QFile &file, QDomDocument &document, QString *reason)
+{
+    QByteArray text;
+    return file.open(QIODevice::ReadOnly) && SettingsFileCheck::read(file, &text, reason)
+            && document.setContent(text);
 }
 
 bool isUnsupportedSensor(uint16_t sensorType)
@@ -131,9 +145,15 @@ void Camera::open(int deviceId)
 
         m_sequence.allocate(m_handle, 3, ImageInfo(size.width, size.height, bitsPerPixel));
 
-        m_cameraEvents.start(m_handle,
-                             std::vector<unsigned int> {TV_EVT_FRAME_READY, TV_EVT_CAMERA_BACK,
-                                                        TV_EVT_CAMERA_GONE, TV_EVT_FRAME_LOST});
+        // Without its events the camera would stand open with no frames.
+        status = m_cameraEvents.start(
+                m_handle,
+                std::vector<unsigned int> {TV_EVT_FRAME_READY, TV_EVT_CAMERA_BACK,
+                                           TV_EVT_CAMERA_GONE, TV_EVT_FRAME_LOST});
+        if (status == -1)
+            throw std::runtime_error(tr("Can't register the camera's events.").toStdString());
+        if (status != TV_SUCCESS)
+            throwTavoStatus(status, tr("Can't enable the camera's events"));
 
         status = tv_CaptureVideo(m_handle, TV_CAPTURE_NO_WAIT);
         if (status != TV_SUCCESS)
@@ -189,7 +209,8 @@ void Camera::close()
         return;
     tv_StopLiveVideo(m_handle, TV_CAPTURE_WAIT);
     m_cameraEvents.stop();
-    stopAndWait(m_cameraEvents);
+    if (!stopAndWait(m_cameraEvents))
+        emit displayError(tr("The camera's event thread did not end."), 2000);
     m_sequence.clear();
     tv_ExitCamera(m_handle);
     m_deviceId = 0;
@@ -259,12 +280,12 @@ void Camera::reportError(int status)
 {
     if (status == TV_SUCCESS)
         return;
-    emit displayError(QString::fromUtf8(errorText(status)), 2000);
+    emit displayError(tavoStatusText(status), 2000);
 }
 
 void Camera::throwStatus(int status) const
 {
-    throw std::runtime_error(errorText(status));
+    throwTavoStatus(status);
 }
 
 void Camera::setBadPixelCorrection(bool enable)
@@ -506,8 +527,12 @@ void Camera::setAutoConfig()
 {
     QDomDocument document(QStringLiteral("CameraSettings"));
     QFile file(DataFiles::locate(QStringLiteral("cameraparameter.xml")));
-    if (!file.open(QIODevice::ReadOnly) || !document.setContent(&file)) {
-        emit displayError(tr("Can't open camera parameter file."), 2000);
+    QString reason;
+    if (!readSettingsFile(file, document, &reason)) {
+        emit displayError(reason.isEmpty()
+                                  ? tr("Can't open camera parameter file.")
+                                  : tr("Can't open camera parameter file: %1.").arg(reason),
+                          5000);
         applyBuiltInRule();
         return;
     }

@@ -98,11 +98,13 @@ CameraRow CameraListModel::cameraListEntry(int row) const
 
 void CameraListModel::setOpenCamera(Camera *cam)
 {
+    m_openCamera = cam;
     m_openSerial = cam->serialNumber();
 }
 
 void CameraListModel::clearOpenCamera()
 {
+    m_openCamera = nullptr;
     m_openSerial = QString();
 }
 
@@ -125,6 +127,9 @@ void CameraListModel::sort(int column, Qt::SortOrder order)
 void CameraListModel::updateList()
 {
     bool changed = false;
+    // An empty serial number means the library could not tell it at opening.
+    if (m_openCamera && m_openCamera->isOpen() && m_openSerial.isEmpty())
+        m_openSerial = m_openCamera->serialNumber();
     try {
         int32_t count = 0;
         if (tv_GetNumberOfCameras(&count) != TV_SUCCESS)

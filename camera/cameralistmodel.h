@@ -2,13 +2,15 @@
 // milliseconds and changes the rows in place, one by one, matched by device
 // id, so that a selection survives a poll as far as it can. Knows the serial
 // number of the camera this process has opened, which tells "opened" from
-// "in use". GUI thread only.
+// "in use"; if that number could not be read when the camera opened, each
+// poll asks again. GUI thread only.
 #pragma once
 
 #include "camera/camerarow.h"
 
 #include <QAbstractTableModel>
 #include <QList>
+#include <QPointer>
 #include <QStringList>
 
 class Camera;
@@ -49,4 +51,7 @@ private:
     QStringList m_header;
     QTimer *m_pollTimer = nullptr;
     QString m_openSerial;
+    // The open camera, so that a serial number that could not be read when it
+    // opened is read again at the next poll.
+    QPointer<Camera> m_openCamera;
 };

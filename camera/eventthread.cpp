@@ -10,7 +10,12 @@ EventThread::EventThread(QObject *parent)
 EventThread::~EventThread()
 {
     stop();
-    wait();
+    if (!wait(terminateWaitMs)) {
+        terminate();
+        // A thread that outlives even its termination can't be destroyed.
+        if (!wait(terminateWaitMs))
+            qFatal("EventThread: the event thread did not end after terminate()");
+    }
     joinMembers();
     EventCodePool::give(m_ownEvent);
 }

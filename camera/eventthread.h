@@ -36,6 +36,9 @@ public:
     // Asks the thread to end and returns at once.
     void stop();
 
+    // How long a stop or a terminate() is waited for before giving up.
+    static constexpr unsigned long terminateWaitMs = 2000;
+
     // Counts the code instead of reporting every occurrence; 0 (the default)
     // reports every code. Set while the thread is idle.
     void setCoalescedEvent(unsigned int code) { m_coalescedEvent = code; }

@@ -29,6 +29,9 @@ inline constexpr int32_t TV_SUCCESS = 0;
 inline constexpr int32_t TV_STATUS_INI_NOT_OPENED = 50;
 // tv_InitCamera: the camera needs new firmware and TV_OPEN_ALLOW_FW_UPLOAD was not given.
 inline constexpr int32_t TV_STATUS_FW_UPLOAD_NEEDED = 184;
+// TV_HP_SOFT_LIST_EXISTS: there is no soft list. Any other non-zero status of
+// that query is a failure of the query itself.
+inline constexpr int32_t TV_STATUS_NO_SOFT_LIST = 22;
 
 // ---------------------------------------------------------------- records
 

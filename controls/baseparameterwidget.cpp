@@ -36,3 +36,28 @@ void BaseParameterWidget::adoptControl(QWidget *control)
 {
     m_controls.append(control);
 }
+
+void BaseParameterWidget::setRowEnabled(QWidget *spinBox, bool enabled)
+{
+    spinBox->setEnabled(enabled);
+    setEnabled(enabled);
+}
+
+BaseParameterWidget::ChangeGuard::ChangeGuard(BaseParameterWidget *row, bool &busy)
+    : m_row(row)
+    , m_busy(busy)
+    , m_entered(!busy)
+{
+    if (!m_entered)
+        return;
+    m_row->forwardValue = false;
+    m_busy = true;
+}
+
+BaseParameterWidget::ChangeGuard::~ChangeGuard()
+{
+    if (!m_entered)
+        return;
+    m_row->forwardValue = true;
+    m_busy = false;
+}

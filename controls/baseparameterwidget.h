@@ -6,11 +6,11 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QSlider>
 #include <QString>
 #include <QVector>
 
 class QLabel;
-class QSlider;
 class QWidget;
 
 class BaseParameterWidget : public QObject
@@ -34,6 +34,42 @@ protected:
     // Controls that never get a parent widget are deleted with the row;
     // those put into a layout belong to the layout's widget.
     void adoptControl(QWidget *control);
+
+    // Takes the row's spin box and wires its controls in the order that
+    // decides the order of the slots: the slider's moves, the slider's
+    // release, the spin box's change, then the spin box's value sent on.
+    template<class Row, class SpinBox, class Value>
+    void connectControls(Row *row, SpinBox *spinBox, void (Row::*fromSlider)(int),
+                         void (Row::*fromSpinBox)(Value), void (Row::*sendValue)())
+    {
+        adoptControl(spinBox);
+        connect(slider, &QSlider::valueChanged, row, fromSlider);
+        connect(slider, &QSlider::sliderReleased, row, sendValue);
+        connect(spinBox, QOverload<Value>::of(&SpinBox::valueChanged), row, fromSpinBox);
+        connect(spinBox, QOverload<Value>::of(&SpinBox::valueChanged), row, sendValue);
+    }
+
+    // The derived rows' setEnabled: the spin box, then the label and the slider.
+    void setRowEnabled(QWidget *spinBox, bool enabled);
+
+    // While one of the change functions moves the controls: sets its static
+    // flag busy, which keeps it from being entered again, and holds
+    // forwardValue false, so that nothing is sent on. Both are reset at the
+    // end of the scope. entered() is false if the function was already busy.
+    class ChangeGuard
+    {
+    public:
+        ChangeGuard(BaseParameterWidget *row, bool &busy);
+        ~ChangeGuard();
+        ChangeGuard(const ChangeGuard &) = delete;
+        ChangeGuard &operator=(const ChangeGuard &) = delete;
+        bool entered() const { return m_entered; }
+
+    private:
+        BaseParameterWidget *m_row;
+        bool &m_busy;
+        bool m_entered;
+    };
 
 private:
     QVector<QPointer<QWidget>> m_controls;

@@ -27,32 +27,22 @@ int truncateToInt(double value)
 DoubleParameterWidget::DoubleParameterWidget()
     : spinBox(new QDoubleSpinBox)
 {
-    adoptControl(spinBox);
-
-    // The order of these connections decides the order of the slots.
-    connect(slider, &QSlider::valueChanged, this, &DoubleParameterWidget::changeValueRelative);
-    connect(slider, &QSlider::sliderReleased, this, &DoubleParameterWidget::emitValueChanged);
-    connect(spinBox, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this,
-            &DoubleParameterWidget::changeValue);
-    connect(spinBox, QOverload<double>::of(&QDoubleSpinBox::valueChanged), this,
-            &DoubleParameterWidget::emitValueChanged);
+    connectControls(this, spinBox, &DoubleParameterWidget::changeValueRelative,
+                    &DoubleParameterWidget::changeValue, &DoubleParameterWidget::emitValueChanged);
 }
 
 void DoubleParameterWidget::setEnabled(bool enabled)
 {
-    spinBox->setEnabled(enabled);
-    label->setEnabled(enabled);
-    slider->setEnabled(enabled);
+    setRowEnabled(spinBox, enabled);
 }
 
 // Slider to spin box: the slider's range stands for the spin box's range.
 void DoubleParameterWidget::changeValueRelative(int value)
 {
     static bool busy = false;
-    if (busy)
+    const ChangeGuard guard(this, busy);
+    if (!guard.entered())
         return;
-    forwardValue = false;
-    busy = true;
 
     const double maximum = spinBox->maximum();
     const double minimum = spinBox->minimum();
@@ -62,9 +52,6 @@ void DoubleParameterWidget::changeValueRelative(int value)
     if (sliderMaximum != 0)
         spinBox->setValue((maximum - minimum) * (double(value) / sliderMaximum) + minimum);
     spinBox->blockSignals(false);
-
-    forwardValue = true;
-    busy = false;
 }
 
 // Spin box to slider. The slider's signals stay on: when the slider really
@@ -73,16 +60,12 @@ void DoubleParameterWidget::changeValueRelative(int value)
 void DoubleParameterWidget::changeValue(double value)
 {
     static bool busy = false;
-    if (busy)
+    const ChangeGuard guard(this, busy);
+    if (!guard.entered())
         return;
-    forwardValue = false;
-    busy = true;
 
     const double ratio = (value - spinBox->minimum()) / (spinBox->maximum() - spinBox->minimum());
     slider->setValue(truncateToInt(ratio * slider->maximum()));
-
-    busy = false;
-    forwardValue = true;
 }
 
 void DoubleParameterWidget::emitValueChanged()

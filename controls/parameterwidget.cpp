@@ -7,32 +7,22 @@
 ParameterWidget::ParameterWidget()
     : spinBox(new QSpinBox)
 {
-    adoptControl(spinBox);
-
-    // The order of these connections decides the order of the slots.
-    connect(slider, &QSlider::valueChanged, this, &ParameterWidget::changeValue);
-    connect(slider, &QSlider::sliderReleased, this, &ParameterWidget::emitValueChanged);
-    connect(spinBox, QOverload<int>::of(&QSpinBox::valueChanged), this,
-            &ParameterWidget::changeValue);
-    connect(spinBox, QOverload<int>::of(&QSpinBox::valueChanged), this,
-            &ParameterWidget::emitValueChanged);
+    connectControls(this, spinBox, &ParameterWidget::changeValue, &ParameterWidget::changeValue,
+                    &ParameterWidget::emitValueChanged);
 }
 
 void ParameterWidget::setEnabled(bool enabled)
 {
-    spinBox->setEnabled(enabled);
-    label->setEnabled(enabled);
-    slider->setEnabled(enabled);
+    setRowEnabled(spinBox, enabled);
 }
 
 void ParameterWidget::changeValue(int value)
 {
     // Shared by all rows: moving one control must not bounce back.
     static bool busy = false;
-    if (busy)
+    const ChangeGuard guard(this, busy);
+    if (!guard.entered())
         return;
-    forwardValue = false;
-    busy = true;
 
     slider->blockSignals(true);
     spinBox->blockSignals(true);
@@ -40,9 +30,6 @@ void ParameterWidget::changeValue(int value)
     spinBox->setValue(value);
     slider->blockSignals(false);
     spinBox->blockSignals(false);
-
-    forwardValue = true;
-    busy = false;
 }
 
 void ParameterWidget::emitValueChanged()

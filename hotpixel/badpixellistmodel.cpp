@@ -1,7 +1,9 @@
 #include "hotpixel/badpixellistmodel.h"
 
 #include "camera/camera.h"
+#include "camera/statustext.h"
 #include "camera/tavo_api.h"
+#include "hotpixel/userlistbackup.h"
 
 #include <QFile>
 #include <QPoint>
@@ -9,7 +11,6 @@
 #include <QVector>
 
 #include <algorithm>
-#include <sstream>
 #include <stdexcept>
 #include <vector>
 
@@ -18,13 +19,18 @@ namespace {
 constexpr int maxCameraListPairs = 1000;
 
 // Fills words, given empty, with the library's soft list as a HotPixelList.
-// No soft list at all is no failure: it reads as the one-word empty list.
+// No soft list at all is no failure: it reads as the one-word empty list. A
+// failure of the query itself is one, so that nothing is put back in place of
+// a list that exists.
 int32_t readSoftList(cameraHandle handle, std::vector<quint16> &words)
 {
-    if (tv_HotPixel(handle, TV_HP_SOFT_LIST_EXISTS, nullptr, 0) != TV_SUCCESS) {
+    const int32_t exists = tv_HotPixel(handle, TV_HP_SOFT_LIST_EXISTS, nullptr, 0);
+    if (exists == TV_STATUS_NO_SOFT_LIST) {
         words.push_back(0);
         return TV_SUCCESS;
     }
+    if (exists != TV_SUCCESS)
+        return exists;
     uint32_t count = 0;
     const int32_t status = tv_HotPixel(handle, TV_HP_SOFT_LIST_COUNT, &count, 4);
     if (status != TV_SUCCESS)
@@ -40,6 +46,23 @@ int32_t writeSoftList(cameraHandle handle, std::vector<quint16> &words)
                        uint32_t(words.size() * sizeof(quint16)));
 }
 
+// Puts the soft list that was borrowed back, with a second try.
+int32_t restoreSoftList(cameraHandle handle, std::vector<quint16> &saved)
+{
+    const int32_t status = writeSoftList(handle, saved);
+    return status == TV_SUCCESS ? status : writeSoftList(handle, saved);
+}
+
+// Reads one of the camera's lists with the count fetched before: fills pairs
+// and returns 0, or returns the status. The first word of the buffer is not
+// trusted.
+int32_t readCameraList(cameraHandle handle, uint32_t command, int count,
+                       std::vector<quint16> &words)
+{
+    words.assign(2 * std::size_t(count) + 1, 0);
+    return tv_HotPixel(handle, command, words.data(), uint32_t(4 * count + 2));
+}
+
 // The library takes paths as NUL-terminated UCS-4, one word a code point.
 QVector<uint> libraryPath(const QString &filename)
 {
@@ -48,11 +71,9 @@ QVector<uint> libraryPath(const QString &filename)
     return path;
 }
 
-[[noreturn]] void throwStatus(const char *text, int32_t status)
+[[noreturn]] void fail(const QString &text)
 {
-    std::ostringstream message;
-    message << text << status << std::endl;
-    throw std::runtime_error(message.str());
+    throw std::runtime_error(text.toStdString());
 }
 
 } // namespace
@@ -254,6 +275,7 @@ void BadpixelListModel::sort(int column, Qt::SortOrder order)
 void BadpixelListModel::getBadpixelList(Camera *cam)
 {
     clearBadpixelList();
+    m_userListFailure.clear();
     if (!cam)
         return;
     const cameraHandle handle = cam->handle();
@@ -261,24 +283,50 @@ void BadpixelListModel::getBadpixelList(Camera *cam)
     tv_HotPixel(handle, TV_HP_USER_LIST_CAPACITY, &userLimit, 4);
     tv_HotPixel(handle, TV_HP_FACTORY_LIST_COUNT, &factoryLimit, 4);
 
-    // Each list is read with the count fetched before; the first word of the
-    // buffer is not trusted. Both lists are announced from row 0.
+    // Each list is read with the count fetched before; both lists are
+    // announced from row 0. Returns the status of the read.
     auto readList = [this, handle](uint32_t command, int count, quint8 pixelClass) {
         if (count < 1 || count > maxCameraListPairs)
-            return;
-        std::vector<quint16> words(2 * std::size_t(count) + 1);
-        if (tv_HotPixel(handle, command, words.data(), uint32_t(4 * count + 2)) != TV_SUCCESS)
-            return;
+            return TV_SUCCESS;
+        std::vector<quint16> words;
+        const int32_t status = readCameraList(handle, command, count, words);
+        if (status != TV_SUCCESS)
+            return status;
         beginInsertRows(QModelIndex(), 0, count - 1);
         for (int i = 0; i < count; ++i)
             m_entries.append(BadpixelEntry {words[1 + 2 * i], words[2 + 2 * i], pixelClass});
         endInsertRows();
+        return TV_SUCCESS;
     };
 
-    readList(TV_HP_FACTORY_LIST_READ, factoryLimit, 0);
+    const int32_t factoryStatus = readList(TV_HP_FACTORY_LIST_READ, factoryLimit, 0);
+    if (factoryStatus != TV_SUCCESS) {
+        emit listReadFailed(tr("The camera's factory list could not be read: %1")
+                                    .arg(tavoStatusText(factoryStatus)));
+    }
+
+    // A camera without memory for a user list has none to read.
+    uint32_t capabilities = 0;
+    int32_t userStatus = tv_HotPixel(handle, TV_HP_CAPABILITIES, &capabilities, 4);
+    if (userStatus == TV_SUCCESS && !(capabilities & TV_HP_CAP_CAMERA_MEMORY))
+        return;
     int userCount = 0;
-    tv_HotPixel(handle, TV_HP_USER_LIST_COUNT, &userCount, 4);
-    readList(TV_HP_USER_LIST_READ, userCount, 1);
+    if (userStatus == TV_SUCCESS)
+        userStatus = tv_HotPixel(handle, TV_HP_USER_LIST_COUNT, &userCount, 4);
+    if (userStatus == TV_SUCCESS)
+        userStatus = readList(TV_HP_USER_LIST_READ, userCount, 1);
+    if (userStatus != TV_SUCCESS) {
+        m_userListFailure = tavoStatusText(userStatus);
+    } else if (userCount > maxCameraListPairs || userCount < 0) {
+        m_userListFailure = tr("the camera reports %1 pixels in it, more than %2")
+                                    .arg(userCount)
+                                    .arg(maxCameraListPairs);
+    }
+    if (!m_userListFailure.isEmpty()) {
+        emit listReadFailed(tr("The camera's user list could not be read: %1. Writing the list "
+                               "into the camera now would replace it unseen.")
+                                    .arg(m_userListFailure));
+    }
 }
 
 void BadpixelListModel::writeBadpixelList(Camera *cam)
@@ -291,7 +339,31 @@ void BadpixelListModel::writeBadpixelList(Camera *cam)
                                          .toStdString());
     }
 
-    std::vector<quint16> words(1, 0);
+    // What the camera holds now is kept as a text list before it is replaced;
+    // without that copy nothing is written.
+    const cameraHandle handle = cam->handle();
+    int held = 0;
+    int32_t status = tv_HotPixel(handle, TV_HP_USER_LIST_COUNT, &held, 4);
+    std::vector<quint16> words;
+    if (status == TV_SUCCESS && held > 0)
+        status = readCameraList(handle, TV_HP_USER_LIST_READ, held, words);
+    if (status != TV_SUCCESS) {
+        fail(tr("Can't read the camera's user list to keep a copy of it: %1. Nothing was written.")
+                     .arg(tavoStatusText(status)));
+    }
+    if (held > 0) {
+        QVector<QPoint> previous;
+        for (int i = 0; i < held; ++i)
+            previous.append(QPoint(words[1 + 2 * i], words[2 + 2 * i]));
+        try {
+            UserListBackup().keep(cam->serialNumber(), previous);
+        } catch (const std::runtime_error &error) {
+            fail(tr("Can't keep a copy of the camera's user list: %1. Nothing was written.")
+                         .arg(QString::fromStdString(error.what())));
+        }
+    }
+
+    words.assign(1, 0);
     for (const BadpixelEntry &entry : qAsConst(m_entries)) {
         if (entry.pixelClass == 1) {
             words.push_back(entry.x);
@@ -300,70 +372,86 @@ void BadpixelListModel::writeBadpixelList(Camera *cam)
     }
     const std::size_t pairs = (words.size() - 1) / 2;
 
-    int32_t status;
     if (pairs == 0) {
-        status = tv_HotPixel(cam->handle(), TV_HP_USER_LIST_ERASE, nullptr, 0);
+        status = tv_HotPixel(handle, TV_HP_USER_LIST_ERASE, nullptr, 0);
     } else {
         words[0] = quint16(pairs);
-        status = tv_HotPixel(cam->handle(), TV_HP_USER_LIST_WRITE, words.data(),
+        status = tv_HotPixel(handle, TV_HP_USER_LIST_WRITE, words.data(),
                              uint32_t(words.size() * sizeof(quint16)));
     }
     if (status != TV_SUCCESS)
-        throw std::runtime_error("Error writing hotpixel list");
+        throwTavoStatus(status, QStringLiteral("Error writing hotpixel list"));
+    // The camera now holds what the rows show.
+    m_userListFailure.clear();
 }
 
 void BadpixelListModel::saveAsFile(Camera *cam, QString filename)
 {
     // The library writes files only from its soft list: keep what the soft
     // list holds, pass the user pixels through it, then put it back.
+    const QString what = QStringLiteral("write to file failed");
     const cameraHandle handle = cam->handle();
     std::vector<quint16> saved;
     int32_t status = readSoftList(handle, saved);
-    if (status == TV_SUCCESS) {
-        std::vector<quint16> words(1, 0);
-        for (const BadpixelEntry &entry : qAsConst(m_entries)) {
-            if (entry.pixelClass == 1) {
-                words.push_back(entry.x);
-                words.push_back(entry.y);
-            }
-        }
-        words[0] = quint16(((words.size() - 1) / 2) & 0x7FFF);
-        status = writeSoftList(handle, words);
-        if (status == TV_SUCCESS) {
-            QVector<uint> path = libraryPath(filename);
-            // The library reports nothing useful about the file here; the
-            // restore below decides the result.
-            tv_HotPixel(handle, TV_HP_SOFT_LIST_SAVE, path.data(), 0);
-            status = writeSoftList(handle, saved);
+    if (status != TV_SUCCESS)
+        throwTavoStatus(status, what);
+
+    std::vector<quint16> words(1, 0);
+    for (const BadpixelEntry &entry : qAsConst(m_entries)) {
+        if (entry.pixelClass == 1) {
+            words.push_back(entry.x);
+            words.push_back(entry.y);
         }
     }
+    words[0] = quint16(((words.size() - 1) / 2) & 0x7FFF);
+    status = writeSoftList(handle, words);
     if (status != TV_SUCCESS)
-        throwStatus("write to file failed with ", status);
+        throwTavoStatus(status, what);
+
+    QVector<uint> path = libraryPath(filename);
+    const int32_t saveStatus = tv_HotPixel(handle, TV_HP_SOFT_LIST_SAVE, path.data(), 0);
+    status = restoreSoftList(handle, saved);
+    if (saveStatus != TV_SUCCESS)
+        throwTavoStatus(saveStatus, what);
+    if (status != TV_SUCCESS) {
+        throwTavoStatus(status,
+                        tr("The file was written, but the camera's soft list could not be put "
+                           "back; software correction uses the saved list until the camera is "
+                           "opened again"));
+    }
 }
 
 void BadpixelListModel::loadFromFile(Camera *cam, QString filename)
 {
-    clearUserBadpixelList();
-
+    // The user rows are replaced only once the file's list is in hand.
+    const QString what = QStringLiteral("load from file failed");
     const cameraHandle handle = cam->handle();
     std::vector<quint16> saved;
     int32_t status = readSoftList(handle, saved);
-    if (status == TV_SUCCESS) {
-        QVector<uint> path = libraryPath(filename);
-        status = tv_HotPixel(handle, TV_HP_SOFT_LIST_LOAD, path.data(), 0);
-    }
-    std::vector<quint16> loaded;
-    if (status == TV_SUCCESS)
-        status = readSoftList(handle, loaded);
-    if (status == TV_SUCCESS) {
-        const std::size_t pairs = (loaded.size() - 1) / 2;
-        for (std::size_t i = 0; i < pairs; ++i)
-            m_entries.append(BadpixelEntry {loaded[1 + 2 * i], loaded[2 + 2 * i], 1});
-        status = writeSoftList(handle, saved);
-        emit layoutChanged();
-    }
     if (status != TV_SUCCESS)
-        throwStatus("load from file failed with ", status);
+        throwTavoStatus(status, what);
+    QVector<uint> path = libraryPath(filename);
+    status = tv_HotPixel(handle, TV_HP_SOFT_LIST_LOAD, path.data(), 0);
+    if (status != TV_SUCCESS)
+        throwTavoStatus(status, what);
+
+    std::vector<quint16> loaded;
+    status = readSoftList(handle, loaded);
+    const int32_t restoreStatus = restoreSoftList(handle, saved);
+    if (status != TV_SUCCESS)
+        throwTavoStatus(status, what);
+
+    clearUserBadpixelList();
+    const std::size_t pairs = (loaded.size() - 1) / 2;
+    for (std::size_t i = 0; i < pairs; ++i)
+        m_entries.append(BadpixelEntry {loaded[1 + 2 * i], loaded[2 + 2 * i], 1});
+    emit layoutChanged();
+    if (restoreStatus != TV_SUCCESS) {
+        throwTavoStatus(restoreStatus,
+                        tr("The list was loaded, but the camera's soft list could not be put "
+                           "back; software correction uses the loaded list until the camera is "
+                           "opened again"));
+    }
 }
 
 void BadpixelListModel::exportAsFile(QString filename)
@@ -382,23 +470,37 @@ void BadpixelListModel::exportAsFile(QString filename)
 
 void BadpixelListModel::importFromFile(QString filename)
 {
-    clearUserBadpixelList();
-
     QFile file(filename);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         throw std::runtime_error(tr("Can't open file for reading.").toStdString());
+    // The limits are checked before the list is touched.
+    if (file.size() > maxImportBytes) {
+        fail(tr("The file is larger than %1 MiB, which no hot pixel list is. Nothing was "
+                "imported.")
+                     .arg(maxImportBytes / (1024 * 1024)));
+    }
 
     // Every line makes a row, whatever it holds: numbers in any base that
     // QTextStream reads, missing numbers as 0, and the class as written.
+    QVector<BadpixelEntry> imported;
     QTextStream in(&file);
     while (!in.atEnd()) {
+        if (imported.size() == maxImportLines) {
+            fail(tr("The file has more than %1 lines, more than any hot pixel list holds. "
+                    "Nothing was imported.")
+                         .arg(maxImportLines));
+        }
         QString line = in.readLine();
         QTextStream fields(&line, QIODevice::ReadWrite);
         uint x = 0xFFFFFFFF;
         uint y = 0xFFFFFFFF;
         uint pixelClass = 0xFFFFFFFF;
         fields >> x >> y >> pixelClass;
-        m_entries.append(BadpixelEntry {quint16(x), quint16(y), quint8(pixelClass)});
+        imported.append(BadpixelEntry {quint16(x), quint16(y), quint8(pixelClass)});
     }
+
+    clearUserBadpixelList();
+    for (const BadpixelEntry &entry : qAsConst(imported))
+        m_entries.append(entry);
     emit layoutChanged();
 }

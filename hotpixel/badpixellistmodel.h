@@ -75,15 +75,34 @@ public:
     int userLimit;
     int factoryLimit;
 
+    // The most lines a text import takes, and the largest file. No list the
+    // camera library carries holds more than 32767 pairs (its count has 15
+    // bits), and a camera's own lists at most 1000 each; twice the largest,
+    // rounded up, leaves room for a real sensor's rows of every class.
+    static constexpr int maxImportLines = 65536;
+    static constexpr qint64 maxImportBytes = 64 * qint64(maxImportLines); // 4 MiB
+
+    // True when the last getBadpixelList could not read the camera's user
+    // list, so that the rows don't show what the camera holds; a write would
+    // replace it unseen. userListReadFailure() then says why.
+    bool userListReadFailed() const { return !m_userListFailure.isEmpty(); }
+    QString userListReadFailure() const { return m_userListFailure; }
+
 signals:
     void pixelAdded(int count);
+    // getBadpixelList could not read one of the camera's lists; the message
+    // names the list and the reason.
+    void listReadFailed(const QString &message);
 
 public slots:
     void getBadpixelList(Camera *cam);
+    // Keeps what the camera's user list held (UserListBackup) before it
+    // replaces it with the user rows; without that copy nothing is written.
     void writeBadpixelList(Camera *cam);
     void clearUserBadpixelList();
     void clearBadpixelList();
     void saveAsFile(Camera *cam, QString filename);
+    // A load or import that fails leaves the user rows as they were.
     void loadFromFile(Camera *cam, QString filename);
     void exportAsFile(QString filename);
     void importFromFile(QString filename);
@@ -92,4 +111,5 @@ public slots:
 private:
     QList<BadpixelEntry> m_entries;
     QStringList m_headers;
+    QString m_userListFailure;
 };

@@ -15,6 +15,7 @@
 
 #include <memory>
 #include <set>
+#include <utility>
 
 using namespace TestUtil;
 
@@ -24,6 +25,7 @@ const char mono[] = "4103000101"; // 1280 x 1024
 const char bayer[] = "4103000102";
 const char softwareOnly[] = "4103000103";
 using Pixels = std::set<std::pair<int, int>>;
+enum class ListStep { Add, Delete, Clear, Detect, DetectCleared, FailedDetect, Import, Load };
 MainWindow *win = nullptr; // the window under test
 
 template<class T>
@@ -99,6 +101,8 @@ void feed(int count)
 
 } // namespace
 
+Q_DECLARE_METATYPE(ListStep)
+
 class tst_MainWindow : public QObject
 {
     Q_OBJECT
@@ -107,14 +111,33 @@ private slots:
     void initTestCase() { QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs); }
     void cleanup();
     void firstStartSettingsAndZoom();
-    void sessionRulesFocusAndParameters();
+    void sessionRules();
+    void focusPixel();
+    void parameterRows();
     void detectWriteAndReadBack_data();
     void detectWriteAndReadBack();
     void brightFrames_data();
     void brightFrames();
     void detectorFailure();
-    void listCommandsOnCamera();
+    void keysAddAndDelete();
+    void binaryFilesAndClear();
+    void writeOutcomes();
     void textFilesMenusAndHelp();
+    void columnsFitTheirContents_data();
+    void columnsFitTheirContents();
+    void dockSizesRestored();
+    void listCommandsConfirm_data();
+    void listCommandsConfirm();
+    void lostCameraAndFailedOpen();
+    void undoRedo_data();
+    void undoRedo();
+    void writeAfterFailedRead_data();
+    void writeAfterFailedRead();
+    void menusBarsAndDocks_data();
+    void menusBarsAndDocks();
+    void zoomStepsAndScroll_data();
+    void zoomStepsAndScroll();
+    void reconnectSelectsInUse();
 
 private:
     bool start(bool cameras = true, bool show = true);
@@ -174,10 +197,6 @@ void tst_MainWindow::firstStartSettingsAndZoom()
     QCOMPARE(win->size(), QSize(800, 600));
     win->show();
     QVERIFY(QTest::qWaitForWindowExposed(win));
-    QCOMPARE(describeActions(child<QToolBar>()->actions()),
-             QStringList({"&Open camera~", "&Close camera~", "-", "Hot pixel correction~[ ]",
-                          "Detec&t hot pixel~", "&Write hot pixel~", "&Add hot pixel~ Ctrl+A",
-                          "&Delete hot pixel~ Del", "-", "&Highlight[x]", "1:1~"}));
 
     // Stored on destruction and restored.
     win->resize(1000, 700);
@@ -219,7 +238,7 @@ void tst_MainWindow::firstStartSettingsAndZoom()
     QCOMPARE(shown(), "1:1" + resized + " 1:1");
 }
 
-void tst_MainWindow::sessionRulesFocusAndParameters()
+void tst_MainWindow::sessionRules()
 {
     QVERIFY(start());
     QAction *close = action("&Close camera");
@@ -279,8 +298,23 @@ void tst_MainWindow::sessionRulesFocusAndParameters()
     holder.stop();
     QTRY_COMPARE_WITH_TIMEOUT(enabled(), QStringLiteral("1000000001"), 10000);
 
+    cameras->selectRow(rowOf(mono));
+    close->trigger();
+    QVERIFY(status().endsWith(QLatin1String("\nFrames: 0\nFailed: 0\nFPS: 0")));
+    for (QTimer *timer : win->findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly))
+        QVERIFY(!timer->isActive() || timer->interval() != 1500); // the status timer stopped
+    QVERIFY(!display->imageLabel->isVisible() && magnifier->pixmap(Qt::ReturnByValue).isNull());
+    QCOMPARE(listModel()->rowCount(), 0);
+    QTRY_COMPARE(statusOf(mono), QStringLiteral("free"));
+}
+
+void tst_MainWindow::focusPixel()
+{
+    QVERIFY(start());
+    QVERIFY(openCamera(mono));
     // The focus pixel: clicks, arrow keys, the magnifier, clamped to the sensor.
     QTableView *view = table(false);
+    auto *display = child<DisplayWidget>();
     QSignalSpy sent(win, SIGNAL(magnifierPositionChanged(QPoint)));
     auto focus = [&] { // the status fields, if the views were sent the same
         const QStringList fields = status().split('\n');
@@ -303,7 +337,12 @@ void tst_MainWindow::sessionRulesFocusAndParameters()
     view->selectRow(0);
     const QAbstractItemModel *model = view->model();
     QCOMPARE(focus(), QPoint(model->index(0, 0).data().toInt(), model->index(0, 1).data().toInt()));
+}
 
+void tst_MainWindow::parameterRows()
+{
+    QVERIFY(start());
+    QVERIFY(openCamera(mono));
     auto *block = child<ParameterBlockWidget>();
     QSlider *slider = block->exposure->slider;
     QDoubleSpinBox *box = block->exposure->spinBox;
@@ -336,24 +375,6 @@ void tst_MainWindow::sessionRulesFocusAndParameters()
     block->framerate->spinBox->setValue(10.0);
     QVERIFY(qAbs(block->framerate->spinBox->value() - 10.0) < 0.5);
     QVERIFY(box->maximum() <= 101.0);
-
-    // Unplugged, the image hides; plugged again, it comes back.
-    QCOMPARE(tvsim_plug(mono, 0), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(!display->imageLabel->isVisible(), 10000);
-    QCOMPARE(tvsim_plug(mono, 1), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(display->imageLabel->isVisible(), 10000);
-    QTRY_COMPARE_WITH_TIMEOUT(statusOf(mono), QStringLiteral("opened"), 10000);
-    display->clear();
-    QTRY_VERIFY_WITH_TIMEOUT(!display->imageLabel->pixmap(Qt::ReturnByValue).isNull(), 10000);
-
-    cameras->selectRow(rowOf(mono));
-    close->trigger();
-    QVERIFY(status().endsWith(QLatin1String("\nFrames: 0\nFailed: 0\nFPS: 0")));
-    for (QTimer *timer : win->findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly))
-        QVERIFY(!timer->isActive() || timer->interval() != 1500); // the status timer stopped
-    QVERIFY(!display->imageLabel->isVisible() && magnifier->pixmap(Qt::ReturnByValue).isNull());
-    QCOMPARE(listModel()->rowCount(), 0);
-    QTRY_COMPARE(statusOf(mono), QStringLiteral("free"));
 }
 
 void tst_MainWindow::detectWriteAndReadBack_data()
@@ -448,7 +469,7 @@ void tst_MainWindow::detectorFailure()
     QCOMPARE(listModel()->rowCount(), 0);
 }
 
-void tst_MainWindow::listCommandsOnCamera()
+void tst_MainWindow::keysAddAndDelete()
 {
     QVERIFY(start());
     QVERIFY(openCamera(mono));
@@ -467,7 +488,14 @@ void tst_MainWindow::listCommandsOnCamera()
     table(false)->selectRow(0);
     QMetaObject::invokeMethod(win, "deleteBadpixel");
     QCOMPARE(model->rowCount(), factoryRows);
+}
 
+void tst_MainWindow::binaryFilesAndClear()
+{
+    QVERIFY(start());
+    QVERIFY(openCamera(mono));
+    BadpixelListModel *model = listModel();
+    const int factoryRows = model->rowCount();
     // Binary files through the real dialogs; Clear takes the user rows only.
     model->addPixel(QPoint(21, 22));
     const QString path = m_sim->root() + QStringLiteral("/list.bin");
@@ -481,7 +509,14 @@ void tst_MainWindow::listCommandsOnCamera()
     action("&Load hot pixel list")->trigger();
     QCOMPARE(seen, QStringLiteral("Open hot pixel list Binary files (*.bin)"));
     QCOMPARE(userPixels(), (Pixels {{21, 22}}));
+}
 
+void tst_MainWindow::writeOutcomes()
+{
+    QVERIFY(start());
+    QVERIFY(openCamera(mono));
+    BadpixelListModel *model = listModel();
+    QString seen;
     // Write: No writes nothing; a library failure keeps the list.
     QAction *write = action("&Write hot pixel");
     answerWhenShown<QMessageBox>([&](QMessageBox *box) {
@@ -583,6 +618,437 @@ void tst_MainWindow::textFilesMenusAndHelp()
     });
     action("&About...")->trigger();
     QCOMPARE(seen, QStringLiteral("About Tavo Speckmend1"));
+}
+
+void tst_MainWindow::columnsFitTheirContents_data()
+{
+    QTest::addColumn<bool>("cameras");
+    QTest::newRow("camera table") << true;
+    QTest::newRow("hot pixel table") << false;
+}
+
+void tst_MainWindow::columnsFitTheirContents()
+{
+    QFETCH(bool, cameras);
+    QVERIFY(start());
+    QTableView *view = table(cameras);
+    if (cameras)
+        QTRY_COMPARE_WITH_TIMEOUT(view->model()->rowCount(), 3, 10000);
+    else
+        listModel()->addPixel(QPoint(1234, 1023));
+    // The last column stretches; every other one is as wide as its contents.
+    for (int column = 0; column < view->model()->columnCount() - 1; ++column) {
+        const int shown = view->columnWidth(column);
+        view->resizeColumnToContents(column);
+        QCOMPARE(shown, view->columnWidth(column));
+    }
+}
+
+void tst_MainWindow::dockSizesRestored()
+{
+    QVERIFY(start(false));
+    auto *dock = child<QDockWidget>("MagnifierDock");
+    win->resizeDocks({dock}, {420}, Qt::Horizontal);
+    QTRY_COMPARE(dock->width(), 420);
+    child<QDockWidget>("BadpixelListDock")->raise();
+    m_window.reset();
+    m_window = std::make_unique<MainWindow>();
+    win = m_window.get();
+    win->show();
+    QVERIFY(QTest::qWaitForWindowExposed(win));
+    QTRY_COMPARE(child<QDockWidget>("MagnifierDock")->width(), 420);
+    // The camera list is the tab in front, whatever tab was in front before.
+    QVERIFY(!child<QDockWidget>("CameraListDock")->visibleRegion().isEmpty());
+    QVERIFY(child<QDockWidget>("BadpixelListDock")->visibleRegion().isEmpty());
+}
+
+void tst_MainWindow::listCommandsConfirm_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("typed"); // the file name as typed, without a suffix
+    QTest::addColumn<QString>("shown"); // %1 stands for the file's path
+    QTest::newRow("write") << "&Write hot pixel" << QString()
+                           << "Hot pixels written into the camera: 2";
+    QTest::newRow("save") << "&Save hot pixel list"
+                          << "mylist"
+                          << "Hot pixels saved to %1.bin: 2";
+    QTest::newRow("export") << "&Export hot pixel list"
+                            << "mylist"
+                            << "Hot pixels exported to %1.txt: 2";
+    QTest::newRow("load") << "&Load hot pixel list"
+                          << "saved"
+                          << "Hot pixels loaded from %1.bin: 1";
+    QTest::newRow("import") << "&Import hot pixel list"
+                            << "exported"
+                            << "Hot pixels imported from %1.txt: 3";
+}
+
+void tst_MainWindow::listCommandsConfirm()
+{
+    QFETCH(QString, command);
+    QFETCH(QString, typed);
+    QFETCH(QString, shown);
+    QVERIFY(start());
+    QVERIFY(openCamera(mono));
+    BadpixelListModel *model = listModel();
+    const QString path = m_sim->root() + '/' + typed;
+    if (command.startsWith(QLatin1String("&Load"))) { // a file of one pixel to load
+        model->addPixel(QPoint(21, 22));
+        answerFileDialog(path);
+        action("&Save hot pixel list")->trigger();
+        QVERIFY(QFile::exists(path + ".bin"));
+    }
+    if (command.startsWith(QLatin1String("&Import"))) {
+        QFile file(path + ".txt");
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("1 2 1\n3 4 1\n5 6 7\n");
+    }
+    model->addPixel(QPoint(1, 1));
+    model->addPixel(QPoint(2, 2));
+    if (typed.isEmpty())
+        answerMessageBox(QMessageBox::Yes);
+    else
+        answerFileDialog(path);
+    action(command.toLatin1().constData())->trigger();
+    QCOMPARE(message(), shown.arg(path));
+    if (command.startsWith(QLatin1String("&Save")) || command.startsWith(QLatin1String("&Export")))
+        QVERIFY(QFile::exists(path + shown.section(':', 0, 0).right(4)));
+}
+
+void tst_MainWindow::lostCameraAndFailedOpen()
+{
+    QVERIFY(start());
+    QVERIFY(openCamera(mono));
+    QCOMPARE(tvsim_plug(mono, 0), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(
+            message(), QStringLiteral("Camera disconnected; waiting for it to return."), 10000);
+    auto *display = child<DisplayWidget>();
+    QVERIFY(!display->imageLabel->isVisible());
+    QCOMPARE(tvsim_plug(mono, 1), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(message(), QStringLiteral("The camera has returned."), 10000);
+    QVERIFY(display->imageLabel->isVisible());
+    QTRY_COMPARE_WITH_TIMEOUT(statusOf(mono), QStringLiteral("opened"), 10000);
+    display->clear();
+    QTRY_VERIFY_WITH_TIMEOUT(!display->imageLabel->pixmap(Qt::ReturnByValue).isNull(), 10000);
+
+    // A failed open of another camera leaves nothing of this one.
+    auto frames = [&] { return status().section('\n', 4, 4); };
+    QTRY_VERIFY_WITH_TIMEOUT(frames() != QLatin1String("Frames: 0") && !frames().isEmpty(), 10000);
+    answerMessageBox(QMessageBox::Ok);
+    table(true)->selectRow(rowOf(bayer));
+    tvsim_inject("tv_InitCamera", 1, 1);
+    action("&Open camera")->trigger();
+    QCOMPARE(message(), QStringLiteral("Could not initialize camera."));
+    const QLabel *image = display->imageLabel;
+    QVERIFY(!image->isVisible() && image->pixmap(Qt::ReturnByValue).isNull());
+    QVERIFY(child<Magnifier>()->pixmap(Qt::ReturnByValue).isNull());
+    QVERIFY(status().endsWith(QLatin1String("\nFrames: 0\nFailed: 0\nFPS: 0")));
+}
+
+namespace {
+
+// The whole list as a sorted text, every class and the factory rows too.
+QString listText()
+{
+    QStringList rows;
+    for (const BadpixelEntry &entry : listModel()->pixels())
+        rows << QStringLiteral("%1,%2,%3").arg(entry.x).arg(entry.y).arg(entry.pixelClass);
+    rows.sort();
+    return rows.join(' ');
+}
+
+} // namespace
+
+void tst_MainWindow::undoRedo_data()
+{
+    QTest::addColumn<ListStep>("step");
+    QTest::addColumn<bool>("camera");
+    QTest::newRow("add") << ListStep::Add << true;
+    QTest::newRow("delete") << ListStep::Delete << false;
+    QTest::newRow("clear") << ListStep::Clear << false;
+    QTest::newRow("detection") << ListStep::Detect << false;
+    QTest::newRow("detection, old list cleared") << ListStep::DetectCleared << false;
+    QTest::newRow("failed detection, old list cleared") << ListStep::FailedDetect << false;
+    QTest::newRow("import") << ListStep::Import << false;
+    QTest::newRow("load") << ListStep::Load << true;
+}
+
+void tst_MainWindow::undoRedo()
+{
+    QFETCH(ListStep, step);
+    QFETCH(bool, camera);
+    QVERIFY(start(camera));
+    if (camera)
+        QVERIFY(openCamera(mono));
+    BadpixelListModel *model = listModel();
+    const QString path = m_sim->root() + QStringLiteral("/list");
+    model->addPixel(QPoint(21, 22));
+    model->addPixel(QPoint(5, 5));
+    if (step == ListStep::Load) { // a file of one pixel to load
+        answerFileDialog(path + ".bin");
+        action("&Save hot pixel list")->trigger();
+    }
+    QFile file(path + (step == ListStep::Import ? ".txt" : ".bin"));
+    if (step == ListStep::Import) {
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("12 345 1\n7 8 3\n");
+        file.close();
+    }
+    model->addPixel(QPoint(9, 9));
+    const QString before = listText();
+
+    switch (step) {
+    case ListStep::Add:
+        emit child<DisplayWidget>()->positionClicked(QPoint(300, 200));
+        action("&Add hot pixel")->trigger();
+        break;
+    case ListStep::Delete:
+        emit child<DisplayWidget>()->positionClicked(QPoint(5, 5));
+        action("&Delete hot pixel")->trigger();
+        break;
+    case ListStep::Clear:
+        action("Clear user hot pixel")->trigger();
+        break;
+    case ListStep::Detect:
+    case ListStep::DetectCleared:
+        startRun(step == ListStep::DetectCleared);
+        for (int i = 0; i < 11; ++i)
+            feed(3); // three bright pixels at the top left
+        break;
+    case ListStep::FailedDetect:
+        startRun(true);
+        answerMessageBox(QMessageBox::Ok);
+        feed(6000); // too bright: the run fails after the list was cleared
+        break;
+    case ListStep::Import:
+    case ListStep::Load:
+        answerFileDialog(file.fileName());
+        action(step == ListStep::Import ? "&Import hot pixel list" : "&Load hot pixel list")
+                ->trigger();
+        break;
+    }
+    const QString after = listText();
+    QVERIFY2(after != before, qPrintable(after));
+    // The keys reach the window once the dialogue of a run is closed.
+    for (DetectionDialogue *dialogue : win->findChildren<DetectionDialogue *>())
+        dialogue->hide();
+    win->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(win));
+
+    QTest::keySequence(win, QKeySequence::Undo);
+    QCOMPARE(listText(), before);
+    QTest::keySequence(win, QKeySequence::Redo);
+    QCOMPARE(listText(), after);
+    QTest::keySequence(win, QKeySequence::Undo);
+    QCOMPARE(listText(), before);
+    // Once undone, the step is all there was to undo.
+    QVERIFY(!findAction(win, QStringLiteral("&Undo"))->isEnabled());
+}
+
+void tst_MainWindow::writeAfterFailedRead_data()
+{
+    QTest::addColumn<int>("answer");
+    QTest::newRow("refused") << int(QMessageBox::No);
+    QTest::newRow("confirmed") << int(QMessageBox::Yes);
+}
+
+void tst_MainWindow::writeAfterFailedRead()
+{
+    QFETCH(int, answer);
+    QVERIFY(start());
+    // While the camera opens, the queries after the factory list fail, so the
+    // user list is not read.
+    bool armed = true;
+    connect(listModel(), &QAbstractItemModel::rowsInserted, this, [&] {
+        if (std::exchange(armed, false))
+            tvsim_inject("tv_HotPixel", 5, 2);
+    });
+    QVERIFY(openCamera(mono));
+    QTRY_VERIFY2(message().startsWith(QLatin1String("The camera's user list could not be read: ")),
+                 qPrintable(message()));
+    listModel()->addPixel(QPoint(50, 60));
+
+    QString seen;
+    answerWhenShown<QMessageBox>([&](QMessageBox *box) {
+        seen = box->windowTitle();
+        if (answer == QMessageBox::Yes) {
+            answerWhenShown<QMessageBox>([&](QMessageBox *confirm) {
+                answerMessageBox(QMessageBox::Ok, &seen); // a failed write
+                confirm->button(QMessageBox::Yes)->click();
+            });
+        }
+        box->button(QMessageBox::StandardButton(answer))->click();
+    });
+    action("&Write hot pixel")->trigger();
+    QCOMPARE(seen, QStringLiteral("User list not read"));
+    QCOMPARE(message().startsWith(QLatin1String("Hot pixels written")), answer == QMessageBox::Yes);
+}
+
+void tst_MainWindow::menusBarsAndDocks_data()
+{
+    QTest::addColumn<QString>("part");
+    QTest::addColumn<QStringList>("shown");
+    QTest::newRow("menu bar") << "menu bar" << QStringList {"&File", "&Edit", "&View", "&Help"};
+    QTest::newRow("File") << "&File"
+                          << QStringList {"&Open camera~",
+                                          "&Close camera~",
+                                          "-",
+                                          "&Save hot pixel list",
+                                          "&Load hot pixel list",
+                                          "-",
+                                          "&Export hot pixel list",
+                                          "&Import hot pixel list",
+                                          "-",
+                                          "E&xit"};
+    QTest::newRow("Edit") << "&Edit"
+                          << QStringList {"&Undo~ " + QKeySequence(QKeySequence::Undo).toString(),
+                                          "&Redo~ " + QKeySequence(QKeySequence::Redo).toString()};
+    QTest::newRow("View") << "&View" << QStringList {"Camera list[ ]",
+                                                     "Hot pixel list[ ]",
+                                                     "Magnifier[ ]",
+                                                     "Camera properties[ ]",
+                                                     "-",
+                                                     "&Highlight[x]"};
+    QTest::newRow("Help") << "&Help" << QStringList {"&Usage", "-", "&About..."};
+    QTest::newRow("tool bar only")
+            << "tool bar only" << QStringList {"Hot pixel correction~[ ]", "Detec&t hot pixel~",
+                                               "&Write hot pixel~",        "&Add hot pixel~ Ctrl+A",
+                                               "&Delete hot pixel~ Del",   "1:1~"};
+    QTest::newRow("docks") << "docks"
+                           << QStringList {
+                                      "Camera list: left, tabbed with Hot pixel list, in front",
+                                      "Hot pixel list: left, tabbed with Camera list",
+                                      "Magnifier: left", "Camera properties: left"};
+    QTest::newRow("status fields")
+            << "status fields"
+            << QStringList {"U:", "F:", "x:", "y:", "Frames:", "Failed:", "FPS:"};
+}
+
+void tst_MainWindow::menusBarsAndDocks()
+{
+    QFETCH(QString, part);
+    QFETCH(QStringList, shown);
+    QVERIFY(start(false));
+    QStringList seen;
+    const QList<QAction *> menus = win->menuBar()->actions();
+    if (part == QLatin1String("tool bar")) {
+        seen = describeActions(child<QToolBar>()->actions());
+    } else if (part == QLatin1String("menu bar")) {
+        for (const QAction *menu : menus)
+            seen << menu->text();
+    } else if (part == QLatin1String("tool bar only")) {
+        QList<QAction *> onlyThere = child<QToolBar>()->actions();
+        for (const QAction *menu : menus) {
+            for (QAction *act : menu->menu()->actions())
+                onlyThere.removeAll(act);
+        }
+        onlyThere.removeAll(nullptr);
+        for (QAction *act : onlyThere.toVector()) {
+            if (act->isSeparator())
+                onlyThere.removeAll(act);
+        }
+        seen = describeActions(onlyThere);
+    } else if (part == QLatin1String("docks")) {
+        for (const char *name :
+             {"CameraListDock", "BadpixelListDock", "MagnifierDock", "CameraSliderDock"}) {
+            QDockWidget *dock = child<QDockWidget>(name);
+            QString text = dock->windowTitle() + ": "
+                    + (win->dockWidgetArea(dock) == Qt::LeftDockWidgetArea ? "left" : "elsewhere");
+            for (const QDockWidget *tab : win->tabifiedDockWidgets(dock))
+                text += ", tabbed with " + tab->windowTitle();
+            if (!win->tabifiedDockWidgets(dock).isEmpty() && !dock->visibleRegion().isEmpty())
+                text += ", in front";
+            seen << text;
+        }
+    } else if (part == QLatin1String("status fields")) {
+        // Filled without a camera; read from left to right.
+        QMetaObject::invokeMethod(win, "updateStatus");
+        emit child<DisplayWidget>()->positionClicked(QPoint(1, 1));
+        QList<QLabel *> labels = win->statusBar()->findChildren<QLabel *>();
+        std::sort(labels.begin(), labels.end(),
+                  [](QLabel *a, QLabel *b) { return a->x() < b->x(); });
+        for (const QLabel *label : labels) {
+            if (!label->text().isEmpty())
+                seen << label->text().section(' ', 0, 0);
+        }
+    } else {
+        for (const QAction *menu : menus) {
+            if (menu->text() == part)
+                seen = describeActions(menu->menu()->actions());
+        }
+    }
+    QCOMPARE(seen, shown);
+}
+
+void tst_MainWindow::zoomStepsAndScroll_data()
+{
+    QTest::addColumn<QString>("step");
+    QTest::addColumn<double>("scale"); // of the image
+    QTest::addColumn<int>("scrollScale"); // by which the scroll step is reckoned
+    QTest::newRow("1:4") << "1:4" << 0.25 << 1;
+    QTest::newRow("1:2") << "1:2" << 0.5 << 1;
+    QTest::newRow("1:1") << "1:1" << 1.0 << 1;
+    QTest::newRow("2:1") << "2:1" << 2.0 << 2;
+    QTest::newRow("4:1") << "4:1" << 4.0 << 4;
+}
+
+void tst_MainWindow::zoomStepsAndScroll()
+{
+    QFETCH(QString, step);
+    QFETCH(double, scale);
+    QFETCH(int, scrollScale);
+    QVERIFY(start());
+    QVERIFY(openCamera(mono)); // 1280 x 1024
+    QAction *zoom = child<QToolBar>()->actions().last();
+    for (QAction *act : zoom->menu()->actions()) {
+        if (act->text() == step)
+            act->trigger();
+    }
+    QCOMPARE(zoom->text(), step);
+    auto *display = child<DisplayWidget>();
+    const QSize size(qRound(1280 * scale), qRound(1024 * scale));
+    QTRY_COMPARE_WITH_TIMEOUT(display->imageLabel->size(), size, 10000);
+
+    // A selected row scrolls the image to its pixel by proportion: the bar's
+    // maximum over the image's extent in scroll steps, times the coordinate.
+    const QPoint pixel(1000, 800);
+    listModel()->addPixel(pixel);
+    const QScrollBar *bars[] = {display->horizontalScrollBar(), display->verticalScrollBar()};
+    const int before[] = {bars[0]->value(), bars[1]->value()};
+    table(false)->selectRow(listModel()->indexOfPixel(pixel.x(), pixel.y(), 1).row());
+    const int extents[] = {size.width() / scrollScale, size.height() / scrollScale};
+    const int coordinates[] = {pixel.x(), pixel.y()};
+    for (int i = 0; i < 2; ++i) {
+        const int maximum = bars[i]->maximum();
+        QCOMPARE(bars[i]->value(),
+                 maximum == 0 ? before[i] : maximum / extents[i] * coordinates[i]);
+    }
+}
+
+void tst_MainWindow::reconnectSelectsInUse()
+{
+    QVERIFY(start());
+    QVERIFY(openCamera(mono));
+    SimHold holder(QString::fromLatin1(softwareOnly));
+    QTRY_COMPARE_WITH_TIMEOUT(statusOf(softwareOnly), QStringLiteral("in use"), 10000);
+    QTableView *cameras = table(true);
+    QCOMPARE(tvsim_plug(mono, 0), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(rowOf(mono), -1, 10000);
+    // Meanwhile the first row is selected, and a poll changes no selection.
+    QTRY_COMPARE(cameras->selectionModel()->selectedRows().value(0).row(), 0);
+
+    QStringList selected;
+    connect(cameras->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [&](const QItemSelection &rows) {
+                if (!rows.isEmpty())
+                    selected << rows.indexes().value(3).data().toString();
+            });
+    QCOMPARE(tvsim_plug(mono, 1), 0);
+    // The return selects every row that reads "in use", and the camera's own
+    // row last, whether or not a poll has marked it "opened" already.
+    QTRY_VERIFY_WITH_TIMEOUT(selected.contains(QLatin1String(softwareOnly)), 10000);
+    QTRY_COMPARE(selected.last(), QString::fromLatin1(mono));
+    QVERIFY(action("&Close camera")->isEnabled());
 }
 
 QTEST_MAIN(tst_MainWindow)

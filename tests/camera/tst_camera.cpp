@@ -1,4 +1,5 @@
 #include "camera/camera.h"
+#include "camera/statustext.h"
 #include "tests/camera/apispy.h"
 #include "tests/testutil/testutil.h"
 
@@ -120,9 +121,6 @@ void tst_Camera::openFailures_data()
     QTest::addColumn<int>("skip");
     QTest::addColumn<QStringList>("expected"); // the signals, then the text thrown
 
-    int32_t status = 3;
-    char *text = nullptr;
-    QCOMPARE(tv_GetError(0, &status, &text), TV_SUCCESS);
     const QStringList closed {"newImage(null)", "cameraClosed"};
     QTest::newRow("init") << 1 << QByteArray("tv_InitCamera") << 0
                           << QStringList {"Could not initialize camera."};
@@ -135,9 +133,16 @@ void tst_Camera::openFailures_data()
                                       << closed + QStringList {"Can't allocate image memory."};
     QTest::newRow("second registration") << 1 << QByteArray("tv_AddToSequence") << 1
                                          << closed + QStringList {"Can't add buffer to sequence."};
+    // Without its events the camera would stand open with no frames.
+    QTest::newRow("event registration")
+            << 1 << QByteArray("tv_Event") << 2
+            << closed + QStringList {"Can't register the camera's events."};
+    QTest::newRow("event enabling")
+            << 1 << QByteArray("tv_Event") << 5
+            << closed + QStringList {"Can't enable the camera's events: " + tavoStatusText(3)};
     QTest::newRow("after cameraOpened")
             << 1 << QByteArray("tv_SetExposureTime") << 0
-            << QStringList {"cameraOpened"} + closed + QStringList {QString::fromUtf8(text)};
+            << QStringList {"cameraOpened"} + closed + QStringList {tavoStatusText(3)};
 }
 
 void tst_Camera::openFailures()

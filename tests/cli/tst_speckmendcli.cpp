@@ -132,7 +132,8 @@ void tst_SpeckmendCli::commands_data()
             << "speckmend-cli: /nonexistent/a.txt: Can't open file for reading.\n";
     QTest::newRow("library refuses a file")
             << none << QStringList {"load", mono, "/nonexistent/a.bin"} << 1 << none
-            << "speckmend-cli: /nonexistent/a.bin: load from file failed with 23\n";
+            << "speckmend-cli: /nonexistent/a.bin: load from file failed: The hot pixel file "
+               "can't be opened. (status 23)\n";
     QTest::newRow("no command") << none << QStringList {} << 2 << none
                                 << "speckmend-cli: no command given";
     QTest::newRow("unknown command") << none << QStringList {"frobnicate"} << 2 << none

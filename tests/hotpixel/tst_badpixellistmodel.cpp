@@ -1,9 +1,11 @@
 // The hot pixel list model and its class editor, its files and the camera's lists.
 
 #include "camera/camera.h"
+#include "camera/statustext.h"
 #include "camera/tavo_api.h"
 #include "hotpixel/badpixellistmodel.h"
 #include "hotpixel/pixelclassdelegate.h"
+#include "hotpixel/userlistbackup.h"
 #include "tests/testutil/testutil.h"
 
 #include <QtTest>
@@ -27,23 +29,31 @@ constexpr uint32_t softExists = TV_HP_SOFT_LIST_EXISTS, softCount = TV_HP_SOFT_L
                    softRead = TV_HP_SOFT_LIST_READ, softWrite = TV_HP_SOFT_LIST_WRITE,
                    softSave = TV_HP_SOFT_LIST_SAVE, softLoad = TV_HP_SOFT_LIST_LOAD;
 static Commands commands; // every tv_HotPixel command since record()
-static uint32_t failingCommand = 0, failingOccurrence = 0;
+static uint32_t failingCommand = 0, failingOccurrence = 0, failingTimes = 0;
 
-// Starts a new recording; the occurrence-th call of command then fails with 7.
-static void record(uint32_t command = 0, uint32_t occurrence = 0)
+// Starts a new recording; from the occurrence-th call of command on, times
+// calls of it then fail with 7.
+static void record(uint32_t command = 0, uint32_t occurrence = 0, uint32_t times = 1)
 {
     commands.clear();
     failingCommand = command;
     failingOccurrence = occurrence;
+    failingTimes = times;
 }
 
-// Cameras 1 to 3 with 5, 1000 and 1001 factory pixels.
+// Cameras 1 to 3 with 5, 1000 and 1001 factory pixels; camera 4 has no user list.
 const char fleet[] = R"({"cameras": [
     {"serial": "1", "width": 1280, "height": 1024,
      "factoryList": [[640, 512], [10, 10], [200, 20], [30, 300], [1, 1000]]},
     {"serial": "2", "width": 1280, "height": 1024, "plantDefects": {"count": 1000, "factoryEvery": 1}},
-    {"serial": "3", "width": 1280, "height": 1024, "plantDefects": {"count": 1001, "factoryEvery": 1}}
+    {"serial": "3", "width": 1280, "height": 1024, "plantDefects": {"count": 1001, "factoryEvery": 1}},
+    {"serial": "4", "width": 64, "height": 64, "cameraMemory": false}
 ]})";
+// The words of status 7, which the fault above gives.
+static QString failed(const char *what)
+{
+    return QStringLiteral("%1: %2").arg(QLatin1String(what), tavoStatusText(7));
+}
 const QString smallFactory = QStringLiteral("640,512,0 10,10,0 200,20,0 30,300,0 1,1000,0");
 
 static QString rowsText(const BadpixelListModel &model)
@@ -61,8 +71,10 @@ extern "C" int32_t tv_HotPixel(cameraHandle handle, uint32_t command, void *para
     static const auto library
             = reinterpret_cast<decltype(&tv_HotPixel)>(dlsym(RTLD_NEXT, "tv_HotPixel"));
     commands << command;
-    if (command == failingCommand && --failingOccurrence == 0)
+    if (command == failingCommand && failingOccurrence > 0 && --failingOccurrence == 0) {
+        failingOccurrence = --failingTimes > 0 ? 1 : 0;
         return 7;
+    }
     return library(handle, command, parameter, size);
 }
 
@@ -233,8 +245,55 @@ private slots:
         QCOMPARE(THROWN(model.exportAsFile(m_dir.path())), "Can't open file for writing.");
         QCOMPARE(THROWN(model.importFromFile(m_dir.filePath("missing"))),
                  "Can't open file for reading.");
-        // The user pixels went before the file was opened.
-        QCOMPARE(rowsText(model), QStringLiteral("7,8,0 9,9,2 0,0,0 10,20,0 3,4,200"));
+        // A failed import leaves every row.
+        QCOMPARE(rowsText(model), "7,8,0 9,9,2 16,8,1 4464,1,1 1,2,1 0,0,0 10,20,0 3,4,200 5,5,1");
+    }
+
+    void importLimits_data()
+    {
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<int>("padding"); // blanks after each line's numbers
+        QTest::addColumn<QString>("error");
+
+        const QString tooLong = QStringLiteral(
+                "The file has more than 65536 lines, more than any hot pixel list holds. "
+                "Nothing was imported.");
+        const QString tooLarge = QStringLiteral(
+                "The file is larger than 4 MiB, which no hot pixel list is. Nothing was imported.");
+        QTest::newRow("most lines") << BadpixelListModel::maxImportLines << 0 << QString();
+        QTest::newRow("one line more") << BadpixelListModel::maxImportLines + 1 << 0 << tooLong;
+        QTest::newRow("a million lines") << 1000000 << 0 << tooLarge;
+        // 64 bytes a line at most: 4 MiB.
+        QTest::newRow("largest file") << 65536 << 64 - 10 << QString();
+        QTest::newRow("one byte more") << 65536 << 64 - 10 << tooLarge;
+    }
+
+    void importLimits()
+    {
+        QFETCH(int, lines);
+        QFETCH(int, padding);
+        QFETCH(QString, error);
+
+        BadpixelListModel model;
+        fill(model, "1 1 1\n2 2 0\n");
+        QByteArray text;
+        text.reserve(lines * (10 + padding));
+        const QByteArray blanks(padding, ' ');
+        for (int i = 0; i < lines; ++i)
+            text += QByteArray::number(i % 1000 + 1000) + " 17 1" + blanks + '\n';
+        if (QByteArray(QTest::currentDataTag()) == "one byte more")
+            text += '\n';
+        QCOMPARE(text.size() > BadpixelListModel::maxImportBytes, error.contains("MiB"));
+        QFile file(m_dir.filePath(QStringLiteral("long.txt")));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+        file.close();
+
+        QSignalSpy changed(&model, &QAbstractItemModel::layoutChanged);
+        QCOMPARE(THROWN(model.importFromFile(file.fileName())), error);
+        // Refused: the list is as it was, and the views were not told.
+        QCOMPARE(model.rowCount(), error.isEmpty() ? lines + 1 : 2);
+        QCOMPARE(changed.count(), error.isEmpty() ? 1 : 0);
+        QCOMPARE(model.pixelAt(0).pixelClass, quint8(error.isEmpty() ? 0 : 1));
     }
 
     void readLists()
@@ -270,7 +329,8 @@ private slots:
         model.addPixel(QPoint(1, 2));
         model.addPixel(QPoint(1279, 1023));
         model.writeBadpixelList(m_camera.get());
-        QCOMPARE(commands, Commands {TV_HP_USER_LIST_WRITE});
+        // The camera held no user pixel, so there was nothing to keep.
+        QCOMPARE(commands, (Commands {TV_HP_USER_LIST_COUNT, TV_HP_USER_LIST_WRITE}));
 
         // The camera keeps it over a close, and for another process.
         m_camera->close();
@@ -306,11 +366,11 @@ private slots:
         QCOMPARE(commands.last(), TV_HP_USER_LIST_ERASE);
         model.getBadpixelList(m_camera.get());
         QCOMPARE(rowsText(model), smallFactory);
-        // A refusal of the library is reported and leaves the list.
+        // A refusal of the library is reported in words and leaves the list.
         for (uint32_t command : {TV_HP_USER_LIST_ERASE, TV_HP_USER_LIST_WRITE}) {
             record(command, 1);
             QCOMPARE(THROWN(model.writeBadpixelList(m_camera.get())),
-                     "Error writing hotpixel list");
+                     failed("Error writing hotpixel list"));
             model.addPixel(QPoint(9, 9));
         }
         QCOMPARE(rowsText(model), smallFactory + " 9,9,1");
@@ -342,39 +402,58 @@ private slots:
             QCOMPARE(commands, (saved + Commands {softLoad} + read + Commands {softWrite}));
             QCOMPARE(softList(), before);
         }
+        // A file the library refuses is reported in its words; the rows stay.
         QVERIFY(QFile::resize(path, QFileInfo(path).size() - 1));
         QCOMPARE(THROWN(model.loadFromFile(m_camera.get(), path)),
-                 "load from file failed with 25\n");
-        QCOMPARE(rowsText(model), smallFactory);
+                 "load from file failed: " + tavoStatusText(25));
+        QCOMPARE(rowsText(model), smallFactory + " 21,22,1");
     }
 
     void binaryFileFailures_data()
     {
         QTest::addColumn<uint32_t>("command");
         QTest::addColumn<int>("occurrence");
+        QTest::addColumn<int>("times");
+        QTest::addColumn<QString>("error"); // empty: none
         QTest::addColumn<bool>("done"); // the file was written, or its rows came in
         QTest::addColumn<Words>("softList");
 
-        // The model and the file hold (4, 5) and (6, 7), the soft list (700, 7).
+        // The file holds (4, 5) and (6, 7), the model (4, 5), (6, 7) and (8, 9)
+        // for a load, the soft list (700, 7).
         const Words old {1, 700, 7}, file {2, 4, 5, 6, 7};
-        QTest::newRow("save count") << softCount << 1 << false << old;
-        QTest::newRow("save read") << softRead << 1 << false << old;
-        QTest::newRow("save data") << softWrite << 1 << false << old;
-        QTest::newRow("save file") << softSave << 1 << false << old;
-        QTest::newRow("save restore") << softWrite << 2 << true << file;
-        QTest::newRow("save exists") << softExists << 1 << true << Words();
-        QTest::newRow("load count") << softCount << 1 << false << old;
-        QTest::newRow("load read") << softRead << 1 << false << old;
-        QTest::newRow("load file") << softLoad << 1 << false << old;
-        QTest::newRow("load loaded count") << softCount << 2 << false << file;
-        QTest::newRow("load loaded read") << softRead << 2 << false << file;
-        QTest::newRow("load restore") << softWrite << 1 << true << file;
+        const QString save = failed("write to file failed"), load = failed("load from file failed");
+        const QString notBack = QStringLiteral("but the camera's soft list could not be put back; "
+                                               "software correction uses the "
+                                               "%1 list until the camera is opened again: ")
+                + tavoStatusText(7);
+        QTest::newRow("save exists") << softExists << 1 << 1 << save << false << old;
+        QTest::newRow("save count") << softCount << 1 << 1 << save << false << old;
+        QTest::newRow("save read") << softRead << 1 << 1 << save << false << old;
+        QTest::newRow("save data") << softWrite << 1 << 1 << save << false << old;
+        QTest::newRow("save file") << softSave << 1 << 1 << save << false << old;
+        QTest::newRow("save restore once") << softWrite << 2 << 1 << QString() << true << old;
+        QTest::newRow("save restore")
+                << softWrite << 2 << 2 << "The file was written, " + notBack.arg("saved") << true
+                << Words {3, 4, 5, 6, 7, 8, 9};
+        QTest::newRow("load exists") << softExists << 1 << 1 << load << false << old;
+        QTest::newRow("load count") << softCount << 1 << 1 << load << false << old;
+        QTest::newRow("load read") << softRead << 1 << 1 << load << false << old;
+        QTest::newRow("load file") << softLoad << 1 << 1 << load << false << old;
+        QTest::newRow("load loaded exists") << softExists << 2 << 1 << load << false << old;
+        QTest::newRow("load loaded count") << softCount << 2 << 1 << load << false << old;
+        QTest::newRow("load loaded read") << softRead << 2 << 1 << load << false << old;
+        QTest::newRow("load restore once") << softWrite << 1 << 1 << QString() << true << old;
+        QTest::newRow("load restore")
+                << softWrite << 1 << 2 << "The list was loaded, " + notBack.arg("loaded") << true
+                << file;
     }
 
     void binaryFileFailures()
     {
         QFETCH(uint32_t, command);
         QFETCH(int, occurrence);
+        QFETCH(int, times);
+        QFETCH(QString, error);
         QFETCH(bool, done);
         QFETCH(Words, softList);
         const bool load = QByteArray(QTest::currentDataTag()).startsWith("load");
@@ -386,21 +465,109 @@ private slots:
         const QString path = m_dir.filePath(QStringLiteral("list.bin"));
         model.saveAsFile(m_camera.get(), path);
         QVERIFY(load || QFile::remove(path));
+        model.addPixel(QPoint(8, 9));
         QCOMPARE(writeList(softWrite, {1, 700, 7}), TV_SUCCESS);
         QSignalSpy changed(&model, &QAbstractItemModel::layoutChanged);
-        record(command, occurrence);
-        const QString error = THROWN(load ? model.loadFromFile(m_camera.get(), path)
-                                          : model.saveAsFile(m_camera.get(), path));
-        // A file the library couldn't write, or no soft list, goes unreported.
-        const bool reported = command != softSave && command != softExists;
-        QCOMPARE(error,
-                 reported ? QStringLiteral("%1 failed with 7\n")
-                                    .arg(load ? "load from file" : "write to file")
-                          : QString());
-        QCOMPARE(rowsText(model), smallFactory + (done || !load ? " 4,5,1 6,7,1" : ""));
+        record(command, occurrence, times);
+        QCOMPARE(THROWN(load ? model.loadFromFile(m_camera.get(), path)
+                             : model.saveAsFile(m_camera.get(), path)),
+                 error);
+        // Nothing is lost: the user rows go only for the rows of a file.
+        QCOMPARE(rowsText(model),
+                 smallFactory + (done && load ? " 4,5,1 6,7,1" : " 4,5,1 6,7,1 8,9,1"));
         QCOMPARE(changed.count(), load && done ? 1 : 0);
         QCOMPARE(QFile::exists(path), done || load);
         QCOMPARE(this->softList(), softList);
+    }
+
+    void userListReadFailure_data()
+    {
+        QTest::addColumn<int>("deviceId");
+        QTest::addColumn<uint32_t>("command"); // fails once; 0: none
+        QTest::addColumn<QString>("failure");
+
+        const QString status = tavoStatusText(7);
+        QTest::newRow("read") << 1 << TV_HP_USER_LIST_READ << status;
+        QTest::newRow("count") << 1 << TV_HP_USER_LIST_COUNT << status;
+        QTest::newRow("capabilities") << 1 << TV_HP_CAPABILITIES << status;
+        QTest::newRow("none") << 1 << 0u << QString();
+        QTest::newRow("no user list") << 4 << 0u << QString();
+        QTest::newRow("no user list, count fails") << 4 << TV_HP_USER_LIST_COUNT << QString();
+    }
+
+    void userListReadFailure()
+    {
+        QFETCH(int, deviceId);
+        QFETCH(uint32_t, command);
+        QFETCH(QString, failure);
+
+        BadpixelListModel model;
+        m_camera->open(deviceId);
+        if (deviceId == 1)
+            QCOMPARE(writeList(TV_HP_USER_LIST_WRITE, {1, 3, 4}), TV_SUCCESS);
+        QSignalSpy messages(&model, &BadpixelListModel::listReadFailed);
+        record(command, 1);
+        model.getBadpixelList(m_camera.get());
+        QCOMPARE(model.userListReadFailed(), !failure.isEmpty());
+        QCOMPARE(model.userListReadFailure(), failure);
+        QCOMPARE(messages.count(), failure.isEmpty() ? 0 : 1);
+        if (!failure.isEmpty()) {
+            QCOMPARE(rowsText(model), smallFactory);
+            QVERIFY(messages.at(0).at(0).toString().startsWith(
+                    "The camera's user list could not be read: " + failure + "."));
+            // A list read again, or written, shows what the camera holds.
+            model.getBadpixelList(m_camera.get());
+            QCOMPARE(rowsText(model), smallFactory + " 3,4,1");
+            QVERIFY(!model.userListReadFailed());
+        }
+        model.getBadpixelList(nullptr);
+        QVERIFY(!model.userListReadFailed());
+    }
+
+    void backupBeforeWrite()
+    {
+        const UserListBackup backup;
+        QVERIFY(QDir(backup.cameraFolder("1")).removeRecursively());
+        QCOMPARE(backup.folder(), qEnvironmentVariable("XDG_DATA_HOME") + "/Brevant/Tavo/backups");
+        BadpixelListModel model;
+        openCamera(model); // an empty user list: nothing to keep
+        model.userLimit = 1000;
+        model.addPixel(QPoint(1, 1));
+        model.writeBadpixelList(m_camera.get());
+        QCOMPARE(backup.copies("1").size(), 0);
+
+        // Each write keeps what the camera held, as an importable text list;
+        // the newest ten stay.
+        for (int n = 2; n <= 13; ++n) {
+            model.addPixel(QPoint(n, 500));
+            model.writeBadpixelList(m_camera.get());
+        }
+        const QStringList copies = backup.copies("1");
+        QCOMPARE(copies.size(), UserListBackup::kept);
+        QVERIFY(copies.last().startsWith(backup.folder() + "/1/userlist-"));
+        BadpixelListModel restored;
+        restored.importFromFile(copies.last());
+        QCOMPARE(restored.pixels().size(), 12);
+        QCOMPARE(rowsText(restored).section(' ', -1), QStringLiteral("12,500,1"));
+        restored.importFromFile(copies.first());
+        QCOMPARE(restored.pixels().size(), 3);
+
+        // Without a copy nothing is written: the camera keeps its list.
+        model.clearUserBadpixelList();
+        record(TV_HP_USER_LIST_READ, 1);
+        QCOMPARE(THROWN(model.writeBadpixelList(m_camera.get())),
+                 "Can't read the camera's user list to keep a copy of it: " + tavoStatusText(7)
+                         + ". Nothing was written.");
+        QVERIFY(QDir(backup.cameraFolder("1")).removeRecursively());
+        QFile blocker(backup.cameraFolder("1"));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        QVERIFY(THROWN(model.writeBadpixelList(m_camera.get()))
+                        .startsWith("Can't keep a copy of the camera's user list: can't create"));
+        QVERIFY(blocker.remove());
+        QVERIFY(!commands.contains(TV_HP_USER_LIST_ERASE));
+        model.getBadpixelList(m_camera.get());
+        QCOMPARE(model.pixels().size(), 5 + 13);
     }
 };
 
