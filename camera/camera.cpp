@@ -3,6 +3,7 @@
 #include "camera/datafiles.h"
 #include "camera/settingsfilecheck.h"
 #include "camera/statustext.h"
+#include "camera/truncation.h"
 
 #include <QDomDocument>
 #include <QDomElement>
@@ -32,15 +33,6 @@ T clamped(T value, const CameraParameter<T> &param)
     if (value < param.min)
         result = param.min;
     return result;
-}
-
-// Truncates toward zero to a 32-bit integer; NaN and values out of range give
-// the integer minimum, as the processor's own conversion does.
-double truncatedToInt(double value)
-{
-    if (!(value > -2147483649.0 && value < 2147483648.0))
-        return double(std::numeric_limits<int32_t>::min());
-    return double(int32_t(value));
 }
 
 // The stop protocol of an event thread: ask, give it half a second, then
@@ -420,7 +412,7 @@ void Camera::setFramerate(double value)
 void Camera::setFramerateRelative(int value)
 {
     // A step count handed on as if it were a rate.
-    setFramerate(truncatedToInt((double(value) - m_framerate.min) / m_framerate.inc));
+    setFramerate(truncateAsProcessor((double(value) - m_framerate.min) / m_framerate.inc));
 }
 
 void Camera::setExposure(double value)
@@ -436,7 +428,7 @@ void Camera::setExposureRelative(int value)
     if (settingExposure)
         return;
     const QScopedValueRollback<bool> guard(settingExposure, true);
-    applyExposure(truncatedToInt((double(value) - m_exposure.min) / m_exposure.inc));
+    applyExposure(truncateAsProcessor((double(value) - m_exposure.min) / m_exposure.inc));
 }
 
 void Camera::applyExposure(double value)

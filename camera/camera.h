@@ -78,6 +78,12 @@ signals:
     void mastergainChanged(CameraParameter<int> &param);
 
 public slots:
+    // The relative slots take a slider position, turn it into a count of
+    // steps above the minimum and hand that on as if it were a value; the
+    // setters then clamp it. The count is narrowed to 32 bits as the
+    // processor does, with no saturation: a pixel clock count wraps, and a
+    // rate or exposure count that is out of range or not a number gives the
+    // integer minimum.
     void setPixelclock(int value);
     void setPixelclockRelative(int value);
     void setFramerate(double value);

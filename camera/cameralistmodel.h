@@ -1,9 +1,8 @@
-// The table of attached cameras. Polls the camera library every few hundred
-// milliseconds and changes the rows in place, one by one, matched by device
-// id, so that a selection survives a poll as far as it can. Knows the serial
-// number of the camera this process has opened, which tells "opened" from
-// "in use"; if that number could not be read when the camera opened, each
-// poll asks again. GUI thread only.
+// The table of attached cameras. Polls the camera library at the interval its
+// owner gives (the window: every second) and changes the rows in place, one by one, matched by
+// device id, so that a selection survives a poll as far as it can. Knows the serial number of the
+// camera this process has opened, which tells "opened" from "in use"; if that number could not be
+// read when the camera opened, each poll asks again. GUI thread only.
 #pragma once
 
 #include "camera/camerarow.h"

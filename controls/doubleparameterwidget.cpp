@@ -1,28 +1,13 @@
 #include "controls/doubleparameterwidget.h"
 
+#include "camera/truncation.h"
+
 #include <QDoubleSpinBox>
 #include <QLabel>
 #include <QSlider>
 
 #include <cmath>
 #include <limits>
-
-namespace {
-
-// Truncates toward zero like a cast, but saturates where a cast would be
-// undefined: a step of 0 gives an infinite or undefined quotient.
-int truncateToInt(double value)
-{
-    if (std::isnan(value))
-        return 0;
-    if (value >= double(std::numeric_limits<int>::max()))
-        return std::numeric_limits<int>::max();
-    if (value <= double(std::numeric_limits<int>::min()))
-        return std::numeric_limits<int>::min();
-    return int(value);
-}
-
-} // namespace
 
 DoubleParameterWidget::DoubleParameterWidget()
     : spinBox(new QDoubleSpinBox)

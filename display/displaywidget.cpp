@@ -1,5 +1,6 @@
 #include "displaywidget.h"
 
+#include "camera/truncation.h"
 #include "hotpixel/badpixellistmodel.h"
 
 #include <QItemSelectionModel>
@@ -21,20 +22,6 @@
 #endif
 
 namespace {
-
-// Truncates toward zero and saturates, so that a division by a zero scale
-// gives the far edge (or 0 for 0 / 0) on every processor, never an undefined
-// conversion.
-int truncateToInt(double value)
-{
-    if (std::isnan(value))
-        return 0;
-    if (value >= double(INT_MAX))
-        return INT_MAX;
-    if (value <= double(INT_MIN))
-        return INT_MIN;
-    return int(value);
-}
 
 QSize scaledSize(const QImage &work, double scale)
 {
