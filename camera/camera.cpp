@@ -1,5 +1,6 @@
 #include "camera/camera.h"
 
+#include "camera/datafiles.h"
 #include "camera/settingsfilecheck.h"
 #include "camera/statustext.h"
 #include "camera/truncation.h"
@@ -250,7 +251,8 @@ void Camera::captureFrame()
 
 void Camera::loadParameters()
 {
-    const int status = tv_LoadParameters(m_handle, "./Speckmend.ini");
+    const QByteArray path = QFile::encodeName(DataFiles::locate(QStringLiteral("./Speckmend.ini")));
+    const int status = tv_LoadParameters(m_handle, path.constData());
     if (status == TV_STATUS_INI_NOT_OPENED)
         emit displayError(tr("Can't open ini file."), 2000);
     else
@@ -516,7 +518,7 @@ void Camera::updateMastergain()
 void Camera::setAutoConfig()
 {
     QDomDocument document(QStringLiteral("CameraSettings"));
-    QFile file(QStringLiteral("cameraparameter.xml"));
+    QFile file(DataFiles::locate(QStringLiteral("cameraparameter.xml")));
     QString reason;
     if (!readSettingsFile(file, document, &reason)) {
         emit displayError(reason.isEmpty()

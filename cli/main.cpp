@@ -1,6 +1,9 @@
 // speckmend-cli: the hot pixel work of Speckmend from the command line, for
 // scripts and for stations without a screen.
+#include "camera/datafiles.h"
 #include "cli/speckmendcli.h"
+
+#include "speckmend_version.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -20,6 +23,9 @@ int main(int argc, char *argv[])
     }
     QCoreApplication::setApplicationName(QStringLiteral("speckmend-cli"));
     QCoreApplication::setApplicationVersion(QStringLiteral(SPECKMEND_VERSION));
+    // The per-sensor settings: the working directory first, then the
+    // program's own data folder, as for the window.
+    DataFiles::setFolders({DataFiles::programDataFolder()});
 
     SpeckmendCli cli;
     return cli.run(QCoreApplication::arguments());

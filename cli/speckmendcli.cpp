@@ -84,31 +84,6 @@ QString oneLine(QString text)
     return text.replace(QLatin1Char('\n'), QLatin1Char(' ')).trimmed();
 }
 
-// Runs fn with the working directory set to the folder that holds the camera
-// settings file, if the working directory has none: the window finds it in
-// its own folder, and the tool is started from anywhere.
-void inSettingsFolder(const std::function<void()> &fn)
-{
-    const QString name = QStringLiteral("cameraparameter.xml");
-    const QString current = QDir::currentPath();
-    QString folder;
-    if (!QFileInfo::exists(name)) {
-        const QString candidates[]
-                = {QCoreApplication::applicationDirPath(), QStringLiteral(SPECKMEND_DATADIR)};
-        for (const QString &candidate : candidates) {
-            if (QFileInfo::exists(candidate + QLatin1Char('/') + name)) {
-                folder = candidate;
-                break;
-            }
-        }
-    }
-    if (!folder.isEmpty())
-        QDir::setCurrent(folder);
-    fn();
-    if (!folder.isEmpty())
-        QDir::setCurrent(current);
-}
-
 void drawChart(const ThresholdHistogram &histogram, const QString &title, QImage *image)
 {
     const int lo = ThresholdHistogram::lowestThreshold;
@@ -489,7 +464,7 @@ int SpeckmendCli::open(const CameraRow &row, Session &session)
         // As the window opens a camera: correction off, then the settings.
         camera->open(int(row.deviceId));
         camera->setBadPixelCorrection(false);
-        inSettingsFolder([camera] { camera->setAutoConfig(); });
+        camera->setAutoConfig();
     } catch (const std::exception &e) {
         error(QStringLiteral("%1: can't open the camera: %2")
                       .arg(row.serial, QString::fromUtf8(e.what())));

@@ -2,6 +2,8 @@
 
 #include "controls/qclickablelabel.h"
 
+#include "speckmend_version.h"
+
 #include <QBoxLayout>
 #include <QLabel>
 #include <QMessageBox>
@@ -47,7 +49,7 @@ void Dialog_About::initDialog()
     const QString notice = QStringLiteral("Copyright (C) %1 - %2")
                                    .arg(QStringLiteral("2009"), QStringLiteral("2022"));
     auto name = new QLabel(QStringLiteral("Tavo Speckmend"));
-    auto version = new QLabel(QStringLiteral("Version: %1").arg(QStringLiteral("4.96.1.0")));
+    auto version = new QLabel(QStringLiteral("Version: %1").arg(QStringLiteral(SPECKMEND_VERSION)));
     auto noticeLabel = new QLabel(notice);
     auto maker = new QLabel(QStringLiteral("Brevant Optics GmbH"));
 

@@ -3,6 +3,8 @@
 #include "camera/tavo_api.h"
 #include "simulator/tavosim_control.h"
 
+#include "speckmend_version.h"
+
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QStringList>

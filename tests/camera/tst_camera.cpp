@@ -227,8 +227,7 @@ void tst_Camera::openCallOrder()
     // registers and enables its codes; live capture starts last.
     QStringList expected = opening;
     for (int i = 0; i < 3; ++i)
-        expected << "tv_AllocImageMem"
-                 << "tv_AddToSequence";
+        expected += QStringList {"tv_AllocImageMem", "tv_AddToSequence"};
     for (int i = 0; i < 5; ++i)
         expected << QStringLiteral("tv_Event %1").arg(TV_EVT_OP_REGISTER);
     expected << QStringLiteral("tv_Event %1").arg(TV_EVT_OP_ENABLE) << "tv_CaptureVideo";
@@ -236,18 +235,11 @@ void tst_Camera::openCallOrder()
     QCOMPARE(ApiSpy::calls("tv_AllocImageMem"), (QStringList {bits, bits, bits}));
 
     // After cameraOpened the parameters are read, the clock first.
-    expected << "tv_SetPixelClock"
-             << "tv_GetFramesPerSecond"
-             << "tv_SetExposureTime"
-             << "tv_GetPixelClockRange"
-             << "tv_SetPixelClock"
-             << "tv_SetPixelClock"
-             << "tv_GetFrameTimeRange"
-             << "tv_SetFrameRate"
-             << "tv_GetExposureRange"
-             << "tv_SetExposureTime"
-             << "tv_SetExposureTime"
-             << "tv_SetHardwareGain";
+    expected
+            += QStringList {"tv_SetPixelClock",      "tv_GetFramesPerSecond", "tv_SetExposureTime",
+                            "tv_GetPixelClockRange", "tv_SetPixelClock",      "tv_SetPixelClock",
+                            "tv_GetFrameTimeRange",  "tv_SetFrameRate",       "tv_GetExposureRange",
+                            "tv_SetExposureTime",    "tv_SetExposureTime",    "tv_SetHardwareGain"};
     QCOMPARE(ApiSpy::sequence().mid(0, expected.size()), expected);
 }
 

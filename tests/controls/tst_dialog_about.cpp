@@ -2,6 +2,8 @@
 #include "controls/qclickablelabel.h"
 #include "tests/testutil/testutil.h"
 
+#include "speckmend_version.h"
+
 #include <QMessageBox>
 #include <QtTest>
 
@@ -20,8 +22,8 @@ void tst_DialogAbout::dialog()
     QCOMPARE(dialog.minimumSize(), dialog.size());
     QCOMPARE(dialog.maximumSize(), dialog.size());
     const QStringList texts = TestUtil::labelTexts(&dialog).split(QLatin1Char('\n'));
-    for (const char *text : {"Tavo Speckmend", "Version: 4.96.1.0", "Copyright (C) 2009 - 2022",
-                             "Brevant Optics GmbH"})
+    for (const char *text : {"Tavo Speckmend", "Version: " SPECKMEND_VERSION,
+                             "Copyright (C) 2009 - 2022", "Brevant Optics GmbH"})
         QVERIFY2(texts.contains(QLatin1String(text)), text);
 
     // Any button opens Qt's own box, on release only.
