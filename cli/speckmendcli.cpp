@@ -693,38 +693,40 @@ int SpeckmendCli::histogram(Session &session, QJsonValue *json)
     return Done;
 }
 
+bool SpeckmendCli::runFileStep(const std::function<void(const QString &)> &step)
+{
+    // The file named on the command line; a failure is told with its name.
+    const QString &file = m_arguments.at(1);
+    try {
+        step(file);
+    } catch (const std::exception &e) {
+        error(QStringLiteral("%1: %2").arg(file, QString::fromUtf8(e.what())));
+        return false;
+    }
+    return true;
+}
+
 int SpeckmendCli::importList(Session &session)
 {
-    try {
-        session.list.importFromFile(m_arguments.at(1));
-    } catch (const std::exception &e) {
-        error(QStringLiteral("%1: %2").arg(m_arguments.at(1), QString::fromUtf8(e.what())));
+    if (!runFileStep([&](const QString &file) { session.list.importFromFile(file); }))
         return Failed;
-    }
     return m_parser->isSet(QStringLiteral("write")) ? writeList(session) : int(Done);
 }
 
 int SpeckmendCli::exportList(Session &session)
 {
-    try {
-        session.list.exportAsFile(m_arguments.at(1));
-    } catch (const std::exception &e) {
-        error(QStringLiteral("%1: %2").arg(m_arguments.at(1), QString::fromUtf8(e.what())));
+    if (!runFileStep([&](const QString &file) { session.list.exportAsFile(file); }))
         return Failed;
-    }
     return Done;
 }
 
 int SpeckmendCli::save(Session &session)
 {
     // The library writes the file; it gets the whole path.
-    try {
-        session.list.saveAsFile(session.camera.get(),
-                                QFileInfo(m_arguments.at(1)).absoluteFilePath());
-    } catch (const std::exception &e) {
-        error(QStringLiteral("%1: %2").arg(m_arguments.at(1), QString::fromUtf8(e.what())));
+    if (!runFileStep([&](const QString &file) {
+            session.list.saveAsFile(session.camera.get(), QFileInfo(file).absoluteFilePath());
+        }))
         return Failed;
-    }
     if (!QFileInfo::exists(m_arguments.at(1))) {
         error(QStringLiteral("%1: the camera library has not written the file")
                       .arg(m_arguments.at(1)));
@@ -735,13 +737,10 @@ int SpeckmendCli::save(Session &session)
 
 int SpeckmendCli::load(Session &session)
 {
-    try {
-        session.list.loadFromFile(session.camera.get(),
-                                  QFileInfo(m_arguments.at(1)).absoluteFilePath());
-    } catch (const std::exception &e) {
-        error(QStringLiteral("%1: %2").arg(m_arguments.at(1), QString::fromUtf8(e.what())));
+    if (!runFileStep([&](const QString &file) {
+            session.list.loadFromFile(session.camera.get(), QFileInfo(file).absoluteFilePath());
+        }))
         return Failed;
-    }
     return m_parser->isSet(QStringLiteral("write")) ? writeList(session) : int(Done);
 }
 

@@ -11,6 +11,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 class BadpixelListModel;
@@ -50,6 +51,9 @@ private:
     int save(Session &session);
     int load(Session &session);
     int clear(Session &session);
+    // Runs one step on the file named on the command line; false after it
+    // failed, which it has told.
+    bool runFileStep(const std::function<void(const QString &)> &step);
 
     int open(const CameraRow &row, Session &session);
     int writeList(Session &session);
