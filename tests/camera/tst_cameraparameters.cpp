@@ -102,9 +102,9 @@ void tst_CameraParameters::setters()
     ApiSpy::reset();
     camera.setPixelclockRelative(30);
     QCOMPARE(log.names, (QStringList {"pixelclock", "framerate", "exposure"}));
-    QCOMPARE(ApiSpy::calls(),
-             (QStringList {"tv_SetPixelClock", "tv_SetFrameRate", "tv_SetExposureTime",
-                           "tv_SetExposureTime"}));
+    QCOMPARE(ApiSpy::sequence(),
+             (QStringList {"tv_SetPixelClock", "tv_GetFrameTimeRange", "tv_SetFrameRate",
+                           "tv_GetExposureRange", "tv_SetExposureTime", "tv_SetExposureTime"}));
     QCOMPARE(arguments("tv_SetPixelClock"), QVector<double> {25});
 
     // Each signal sets its parameter again, as a widget does: no echo. Out of range clamps.

@@ -14,12 +14,37 @@ class tst_EventThread : public QObject
 
 private slots:
     void initTestCase() { m_sim = std::make_unique<TestUtil::SimEnvironment>(); }
+    void init()
+    {
+        m_handle = 1 | TV_OPEN_BY_DEVICE_ID;
+        QCOMPARE(tv_InitCamera(&m_handle, nullptr), TV_SUCCESS);
+        ApiSpy::reset();
+        m_reported.clear();
+    }
+    void cleanup()
+    {
+        m_thread.reset();
+        tv_ExitCamera(m_handle);
+    }
     void pool();
     void waitAndStop();
     void coalescedCode();
 
 private:
+    // A thread on the camera for the codes 2, 9, 128 and 8; its reports go to m_reported.
+    int startThread(unsigned int coalesced = 0)
+    {
+        m_thread = std::make_unique<EventThread>();
+        m_thread->setCoalescedEvent(coalesced);
+        connect(m_thread.get(), &EventThread::eventhappen, this,
+                [this](uint code) { m_reported.append(code); });
+        return m_thread->start(m_handle, {2, 9, 128, 8});
+    }
+
     std::unique_ptr<TestUtil::SimEnvironment> m_sim;
+    std::unique_ptr<EventThread> m_thread;
+    uint32_t m_handle = 0;
+    QVector<uint> m_reported;
 };
 
 void tst_EventThread::pool()
@@ -49,84 +74,59 @@ void tst_EventThread::pool()
 
 void tst_EventThread::waitAndStop()
 {
-    uint32_t handle = 1 | TV_OPEN_BY_DEVICE_ID;
-    QCOMPARE(tv_InitCamera(&handle, nullptr), TV_SUCCESS);
+    QCOMPARE(startThread(), 0);
+    EventThread &thread = *m_thread;
+    // Each code registered alone, then all enabled at once, own code last.
+    const QString prefix = QString::number(m_handle) + QLatin1Char(' ');
+    const QString own = QString::number(thread.ownEvent());
+    const QString all = QStringLiteral("2 9 128 8 ") + own;
+    QCOMPARE(ApiSpy::calls("tv_Event"),
+             (QStringList {prefix + "1 2", prefix + "1 9", prefix + "1 128", prefix + "1 8",
+                           prefix + "1 " + own, prefix + "3 " + all}));
+
+    // A code of the list set from outside is reported.
+    unsigned int code = 128;
+    QCOMPARE(tv_Event(m_handle, TV_EVT_OP_SIGNAL, &code, sizeof(code)), TV_SUCCESS);
+    QTRY_COMPARE_WITH_TIMEOUT(m_reported, QVector<uint> {128}, 10000);
+
+    // stop() wakes the wait with the own code, which is not reported, and
+    // the thread releases its codes.
     ApiSpy::reset();
-    {
-        EventThread thread;
-        QVector<uint> reported;
-        connect(&thread, &EventThread::eventhappen, this,
-                [&](uint code) { reported.append(code); });
-        QCOMPARE(thread.start(handle, {2, 9, 128, 8}), 0);
-
-        // Each code registered alone, then all enabled at once, own code last.
-        const QString prefix = QString::number(handle) + QLatin1Char(' ');
-        const QString own = QString::number(thread.ownEvent());
-        const QString all = QStringLiteral("2 9 128 8 ") + own;
-        QCOMPARE(ApiSpy::calls("tv_Event"),
-                 (QStringList {prefix + "1 2", prefix + "1 9", prefix + "1 128", prefix + "1 8",
-                               prefix + "1 " + own, prefix + "3 " + all}));
-
-        // A code of the list set from outside is reported.
-        unsigned int code = 128;
-        QCOMPARE(tv_Event(handle, TV_EVT_OP_SIGNAL, &code, sizeof(code)), TV_SUCCESS);
-        QTRY_COMPARE_WITH_TIMEOUT(reported, QVector<uint> {128}, 10000);
-
-        // stop() wakes the wait with the own code, which is not reported, and
-        // the thread releases its codes.
-        ApiSpy::reset();
-        thread.stop();
-        QVERIFY(thread.wait(10000));
-        QCoreApplication::processEvents();
-        QCOMPARE(reported.size(), 1);
-        QCOMPARE(ApiSpy::calls("tv_Event"),
-                 (QStringList {prefix + "5 " + own, prefix + "2 " + all}));
-    }
-    tv_ExitCamera(handle);
+    thread.stop();
+    QVERIFY(thread.wait(10000));
+    QCoreApplication::processEvents();
+    QCOMPARE(m_reported.size(), 1);
+    QCOMPARE(ApiSpy::calls("tv_Event"), (QStringList {prefix + "5 " + own, prefix + "2 " + all}));
 }
 
 void tst_EventThread::coalescedCode()
 {
-    uint32_t handle = 1 | TV_OPEN_BY_DEVICE_ID;
-    QCOMPARE(tv_InitCamera(&handle, nullptr), TV_SUCCESS);
-    ApiSpy::reset();
-    {
-        EventThread thread;
-        thread.setCoalescedEvent(2);
-        QVector<uint> reported;
-        connect(&thread, &EventThread::eventhappen, this,
-                [&](uint code) { reported.append(code); });
-        QCOMPARE(thread.start(handle, {2, 9, 128, 8}), 0);
+    QCOMPARE(startThread(2), 0);
+    EventThread &thread = *m_thread;
+    // Set from outside one after another while nothing is handled here:
+    // the coalesced code is reported once, the others every time.
+    const auto signal = [this](unsigned int code) {
+        const int before = ApiSpy::reported(code, m_handle);
+        QCOMPARE(tv_Event(m_handle, TV_EVT_OP_SIGNAL, &code, sizeof(code)), TV_SUCCESS);
+        QVERIFY(ApiSpy::awaitReported(code, m_handle, before + 1));
+    };
+    for (unsigned int code : {2u, 8u, 2u, 2u, 8u, 128u})
+        signal(code);
+    QTRY_COMPARE_WITH_TIMEOUT(m_reported, (QVector<uint> {2, 8, 8, 128}), 10000);
+    QCOMPARE(thread.takeCoalescedCount(), 3);
+    QCOMPARE(thread.takeCoalescedCount(), 0);
 
-        // Set from outside one after another while nothing is handled here:
-        // the coalesced code is reported once, the others every time.
-        const auto signal = [handle](unsigned int code) {
-            const int before = ApiSpy::reported(code, handle);
-            QCOMPARE(tv_Event(handle, TV_EVT_OP_SIGNAL, &code, sizeof(code)), TV_SUCCESS);
-            QElapsedTimer clock;
-            clock.start();
-            while (ApiSpy::reported(code, handle) == before && clock.elapsed() < 10000)
-                QThread::yieldCurrentThread();
-        };
-        for (unsigned int code : {2u, 8u, 2u, 2u, 8u, 128u})
-            signal(code);
-        QTRY_COMPARE_WITH_TIMEOUT(reported, (QVector<uint> {2, 8, 8, 128}), 10000);
-        QCOMPARE(thread.takeCoalescedCount(), 3);
-        QCOMPARE(thread.takeCoalescedCount(), 0);
+    // Once taken, the next occurrence is reported again.
+    signal(2);
+    QTRY_COMPARE_WITH_TIMEOUT(m_reported.size(), 5, 10000);
+    QCOMPARE(m_reported.last(), 2u);
 
-        // Once taken, the next occurrence is reported again.
-        signal(2);
-        QTRY_COMPARE_WITH_TIMEOUT(reported.size(), 5, 10000);
-        QCOMPARE(reported.last(), 2u);
-
-        // A new start forgets what was not taken.
-        signal(2);
-        thread.stop();
-        QVERIFY(thread.wait(10000));
-        QCOMPARE(thread.start(handle, {2}), 0);
-        QCOMPARE(thread.takeCoalescedCount(), 0);
-    }
-    tv_ExitCamera(handle);
+    // A new start forgets what was not taken.
+    signal(2);
+    thread.stop();
+    QVERIFY(thread.wait(10000));
+    QCOMPARE(thread.start(m_handle, {2}), 0);
+    QCOMPARE(thread.takeCoalescedCount(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_EventThread)
