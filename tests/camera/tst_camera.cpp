@@ -247,6 +247,7 @@ void tst_Camera::reentryDropsNestedFrame()
     connect(&camera, &Camera::newImage, this, [&](QImage &image) {
         if (image.isNull() || ++images > 1)
             return;
+        QCOMPARE(image.format(), QImage::Format_Indexed8); // a monochrome camera
         // A nested event loop, as a modal box here runs: frames count, unseen.
         const int frames = camera.frameCount();
         QTRY_VERIFY_WITH_TIMEOUT(camera.frameCount() >= frames + 2, 20000);
