@@ -134,41 +134,25 @@ void tst_SimulatorApi::openSequence()
     QVERIFY(tv_ExitCamera(handle) != TV_SUCCESS);
 }
 
+// Lines padded to 644 bytes; the hot pixel shows its dark signal alone. The
+// lens's effect on whole frames is the detection's and the command line's to show.
 void tst_SimulatorApi::frameContent()
 {
-    {
-        // Lines padded to 644 bytes; the hot pixel shows its dark signal alone.
-        TestUtil::SimEnvironment environment(
-                oneCamera(QStringLiteral(", \"covered\": true"), 642, 100));
-        SimCamera camera(7);
-        QCOMPARE(camera.pitch(), 644);
-        double actual = 0;
-        tv_SetFrameRate(camera.handle, 5.0, &actual);
-        tv_SetExposureTime(camera.handle, 150.0, &actual);
-        const QByteArray frame = camera.grab();
-        QCOMPARE(frame.size(), 644 * 100);
-        const auto value = [&frame](int x, int y) { return uchar(frame[y * 644 + x]); };
-        const int expected = qMin(
-                255, TVSIM_BLACK_LEVEL + int(std::lround(tvsim_dark_signal(240, actual, 0))));
-        QVERIFY(expected > 60);
-        QVERIFY2(qAbs(value(100, 50) - expected) <= 6, qPrintable(QString::number(value(100, 50))));
-        QVERIFY(value(99, 50) < 30 && value(101, 50) < 30 && value(100, 49) < 30);
-    }
-    // The open lens shows a bright scene, the covered one a dark frame.
-    TestUtil::SimEnvironment environment;
-    SimCamera camera(1);
-    QCOMPARE(tv_SetPixelClock(camera.handle, 21), TV_SUCCESS);
-    QVERIFY(qAbs(camera.useProgramSettings() - 300.0) < 0.1);
-    const auto bright = [](const QByteArray &frame) {
-        return std::count_if(frame.begin(), frame.end(), [](char c) { return uchar(c) >= 101; });
-    };
-    QVERIFY(bright(camera.grab()) > 100000);
-    QCOMPARE(tvsim_cover("4103000101", 1), 0);
-    camera.grab(); // a frame may have been under way
-    const QByteArray dark = camera.grab();
-    QVERIFY(!dark.isEmpty());
-    QVERIFY2(bright(dark) < 500, qPrintable(QString::number(bright(dark))));
-    tvsim_reset();
+    TestUtil::SimEnvironment environment(
+            oneCamera(QStringLiteral(", \"covered\": true"), 642, 100));
+    SimCamera camera(7);
+    QCOMPARE(camera.pitch(), 644);
+    double actual = 0;
+    tv_SetFrameRate(camera.handle, 5.0, &actual);
+    tv_SetExposureTime(camera.handle, 150.0, &actual);
+    const QByteArray frame = camera.grab();
+    QCOMPARE(frame.size(), 644 * 100);
+    const auto value = [&frame](int x, int y) { return uchar(frame[y * 644 + x]); };
+    const int expected
+            = qMin(255, TVSIM_BLACK_LEVEL + int(std::lround(tvsim_dark_signal(240, actual, 0))));
+    QVERIFY(expected > 60);
+    QVERIFY2(qAbs(value(100, 50) - expected) <= 6, qPrintable(QString::number(value(100, 50))));
+    QVERIFY(value(99, 50) < 30 && value(101, 50) < 30 && value(100, 49) < 30);
 }
 
 void tst_SimulatorApi::timing()
