@@ -98,14 +98,6 @@ void tst_SimulatorHotpixel::cameraLists()
     QCOMPARE(tv_HotPixel(h, TV_HP_USER_LIST_ERASE, nullptr, 0), TV_SUCCESS);
     QCOMPARE(readList(h, TV_HP_USER_LIST_COUNT, TV_HP_USER_LIST_READ), words({}));
 
-    // The soft list: none at first, then one, and an empty write removes it.
-    QVERIFY(tv_HotPixel(h, TV_HP_SOFT_LIST_EXISTS, nullptr, 0) != TV_SUCCESS);
-    QCOMPARE(writeList(h, TV_HP_SOFT_LIST_WRITE, words({{5, 6}})), TV_SUCCESS);
-    QCOMPARE(tv_HotPixel(h, TV_HP_SOFT_LIST_EXISTS, nullptr, 0), TV_SUCCESS);
-    QCOMPARE(readList(h, TV_HP_SOFT_LIST_COUNT, TV_HP_SOFT_LIST_READ), words({{5, 6}}));
-    QCOMPARE(writeList(h, TV_HP_SOFT_LIST_WRITE, words({})), TV_SUCCESS);
-    QVERIFY(tv_HotPixel(h, TV_HP_SOFT_LIST_EXISTS, nullptr, 0) != TV_SUCCESS);
-
     // Software correction only: no user list, but a factory and soft list.
     SimCamera soft(2, false);
     QVERIFY(writeList(soft.handle, TV_HP_USER_LIST_WRITE, words({{1, 1}})) != TV_SUCCESS);
