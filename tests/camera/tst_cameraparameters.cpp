@@ -5,6 +5,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <functional>
 #include <memory>
 
 namespace {
@@ -86,26 +87,28 @@ void tst_CameraParameters::setters()
     QCOMPARE(log.framerate.max, 1.0 / minTime);
     QCOMPARE(log.framerate.inc, (1.0 / minTime - 1.0 / maxTime) / ((maxTime - minTime) / interval));
 
+    // The first argument of each call of function that set() makes.
+    const auto sent = [](const char *function, const std::function<void()> &set) {
+        ApiSpy::reset();
+        set();
+        return arguments(function);
+    };
+
     // The relative setters take a count of steps from the minimum.
-    ApiSpy::reset();
-    camera.setExposureRelative(1);
-    QCOMPARE(arguments("tv_SetExposureTime"),
-             QVector<double> {double(int((1 - log.exposure.min) / log.exposure.inc))});
-    const CameraParameter<double> rate = log.framerate;
-    ApiSpy::reset();
-    camera.setFramerateRelative(2);
-    QCOMPARE(arguments("tv_SetFrameRate").value(0),
+    const CameraParameter<double> exposure = log.exposure, rate = log.framerate;
+    QCOMPARE(sent("tv_SetExposureTime", [&] { camera.setExposureRelative(1); }),
+             QVector<double> {double(int((1 - exposure.min) / exposure.inc))});
+    QCOMPARE(sent("tv_SetFrameRate", [&] { camera.setFramerateRelative(2); }).value(0),
              qMin(double(int((2 - rate.min) / rate.inc)), rate.max));
 
     // A new clock passes down the chain, each step to the library in turn.
     log.names.clear();
-    ApiSpy::reset();
-    camera.setPixelclockRelative(30);
+    QCOMPARE(sent("tv_SetPixelClock", [&] { camera.setPixelclockRelative(30); }),
+             QVector<double> {25});
     QCOMPARE(log.names, (QStringList {"pixelclock", "framerate", "exposure"}));
     QCOMPARE(ApiSpy::sequence(),
              (QStringList {"tv_SetPixelClock", "tv_GetFrameTimeRange", "tv_SetFrameRate",
                            "tv_GetExposureRange", "tv_SetExposureTime", "tv_SetExposureTime"}));
-    QCOMPARE(arguments("tv_SetPixelClock"), QVector<double> {25});
 
     // Each signal sets its parameter again, as a widget does: no echo. Out of range clamps.
     connect(&camera, &Camera::pixelclockChanged, this, [&] { camera.setPixelclock(7); });
@@ -115,21 +118,13 @@ void tst_CameraParameters::setters()
     connect(&camera, &Camera::exposureChanged, this, [&] { camera.setExposureRelative(0); });
     connect(&camera, &Camera::mastergainChanged, this, [&] { camera.setMastergain(3); });
     log.names.clear();
-    ApiSpy::reset();
-    camera.setPixelclock(-1000);
-    camera.setPixelclock(1000);
-    QCOMPARE(arguments("tv_SetPixelClock"), (QVector<double> {5, 43}));
-    const CameraParameter<double> range = log.framerate;
-    ApiSpy::reset();
-    camera.setFramerate(1e6);
-    QCOMPARE(arguments("tv_SetFrameRate"), QVector<double> {range.max});
-    const CameraParameter<double> exposure = log.exposure;
-    ApiSpy::reset();
-    camera.setExposure(-1e6);
-    QCOMPARE(arguments("tv_SetExposureTime"), QVector<double> {exposure.min});
-    ApiSpy::reset();
-    camera.setMastergain(101);
-    QCOMPARE(arguments("tv_SetHardwareGain"), QVector<double> {100});
+    QCOMPARE(sent("tv_SetPixelClock", [&] { camera.setPixelclock(-1000); }), QVector<double> {5});
+    QCOMPARE(sent("tv_SetPixelClock", [&] { camera.setPixelclock(1000); }), QVector<double> {43});
+    QCOMPARE(sent("tv_SetFrameRate", [&] { camera.setFramerate(1e6); }),
+             QVector<double> {log.framerate.max});
+    QCOMPARE(sent("tv_SetExposureTime", [&] { camera.setExposure(-1e6); }),
+             QVector<double> {log.exposure.min});
+    QCOMPARE(sent("tv_SetHardwareGain", [&] { camera.setMastergain(101); }), QVector<double> {100});
     log.names.removeDuplicates();
     QCOMPARE(log.names.size(), 4); // every echo was tried
 }
