@@ -99,16 +99,6 @@ public:
         return copy;
     }
 
-    // The program's built-in settings at 3 frames a second; the exposure.
-    double useProgramSettings()
-    {
-        double exposure = 0;
-        tv_SetFrameRate(handle, 3.0, &exposure);
-        tv_SetExposureTime(handle, 300.0, &exposure);
-        tv_SetHardwareGain(handle, 50, -1, -1, -1);
-        return exposure;
-    }
-
     int pitch() const { return (width + 3) & ~3; }
 
     int32_t status = -1;
