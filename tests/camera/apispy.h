@@ -1,5 +1,6 @@
 // Some tv_ functions defined in the test program: they note each call and pass
-// it on to the simulated library, unless a fault was asked for.
+// it on to the simulated library, unless a fault was asked for. Any thread may
+// call them and the functions below; the notes live until the next reset().
 #pragma once
 
 #include <QStringList>
