@@ -27,7 +27,7 @@ const char bayer[] = "4103000102";
 const char softwareOnly[] = "4103000103";
 using Pixels = std::set<std::pair<int, int>>;
 // How a list step is taken; Command triggers the row's command.
-enum class ListStep { Add, Delete, Detect, DetectCleared, FailedDetect, Command };
+enum class ListStep { Add, Delete, Detect, DetectCleared, TooBright, Refused, Command };
 MainWindow *win = nullptr; // the window under test
 
 template<class T>
@@ -158,8 +158,6 @@ private slots:
     void focusPixel();
     void detectWriteAndReadBack_data();
     void detectWriteAndReadBack();
-    void failedDetection_data();
-    void failedDetection();
     void writeOutcomes_data();
     void writeOutcomes();
     void contextMenuAndHelp();
@@ -421,41 +419,6 @@ void tst_MainWindow::detectWriteAndReadBack()
     QTRY_VERIFY_WITH_TIMEOUT(valueAt() < TVSIM_BLACK_LEVEL + 10, 20000);
 }
 
-void tst_MainWindow::failedDetection_data()
-{
-    QTest::addColumn<QVector<int>>("frames"); // their bright bytes; -1 for a null frame
-    QTest::addColumn<QString>("box"); // its title and the progress then
-    QTest::addColumn<int>("progress"); // at the end
-    QTest::newRow("too bright") << QVector<int> {5001} << "Detection failed10" << 0;
-    // A lost camera's null image is collected as a frame; the detector refuses the ten.
-    QTest::newRow("refused by the detector")
-            << QVector<int> {-1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0} << QString() << 100;
-}
-
-void tst_MainWindow::failedDetection()
-{
-    QFETCH(QVector<int>, frames);
-    QFETCH(QString, box);
-    QVERIFY(start(false));
-    listModel()->addPixel(QPoint(3, 3));
-    DetectionDialogue *dialogue = startRun(false);
-    auto *progress = dialogue->findChild<QProgressBar *>();
-    QString seen;
-    answerWhenShown<QMessageBox>([&](QMessageBox *shown) {
-        seen = shown->windowTitle() + QString::number(progress->value());
-        shown->accept();
-    });
-    for (int bright : frames)
-        feed(bright);
-    QCOMPARE(seen, box);
-    QTEST(progress->value(), "progress");
-    // A refusal is shown in the status bar and in the dialogue.
-    QCOMPARE(message().isEmpty(), !box.isEmpty());
-    QCOMPARE(labelTexts(dialogue).contains(message() + " Please restart detection."),
-             box.isEmpty());
-    QCOMPARE(userPixels(), (Pixels {{3, 3}}));
-}
-
 void tst_MainWindow::writeOutcomes_data()
 {
     QTest::addColumn<QByteArray>("serial");
@@ -565,7 +528,7 @@ void tst_MainWindow::listCommands_data()
     QTest::addColumn<ListStep>("step");
     QTest::addColumn<QString>("command");
     QTest::addColumn<bool>("camera");
-    QTest::addColumn<QString>("dialog"); // its title and filters
+    QTest::addColumn<QString>("dialog"); // its title and filters, or a failed run's box's title
     QTest::addColumn<QString>("shown"); // %1 stands for the file's path, typed without a suffix
     QTest::addColumn<bool>("undoable");
     using S = ListStep;
@@ -578,8 +541,11 @@ void tst_MainWindow::listCommands_data()
     QTest::newRow("detection") << S::Detect << none << false << none << none << true;
     QTest::newRow("detection, old list cleared")
             << S::DetectCleared << none << false << none << none << true;
-    QTest::newRow("failed detection, old list cleared")
-            << S::FailedDetect << none << false << none << none << true;
+    QTest::newRow("detection too bright, old list cleared")
+            << S::TooBright << none << false << "Detection failed" << none << true;
+    QTest::newRow("detection refused")
+            << S::Refused << none << false << none
+            << "Image format for hot pixel detection not supported." << false;
     QTest::newRow("import") << S::Command << "&Import hot pixel list" << false << "Import" + text
                             << "Hot pixels imported from %1.txt: 2" << true;
     QTest::newRow("load") << S::Command << "&Load hot pixel list" << true << "Open" + binary
@@ -644,11 +610,23 @@ void tst_MainWindow::listCommands()
         for (int i = 0; i < 11; ++i)
             feed(3); // three bright pixels at the top left
         break;
-    case ListStep::FailedDetect:
-        startRun(true);
-        answerMessageBox(QMessageBox::Ok);
-        feed(6000); // too bright: the run fails after the list was cleared
+    case ListStep::TooBright: { // the run fails after the list was cleared
+        answerWhenShown<QMessageBox>([&](QMessageBox *box) {
+            seen = box->windowTitle();
+            box->accept();
+        });
+        const DetectionDialogue *run = startRun(true);
+        feed(6000);
+        QCOMPARE(run->findChild<QProgressBar *>()->value(), 0); // the run's end
         break;
+    }
+    case ListStep::Refused: { // a lost camera's null image is collected as a frame
+        DetectionDialogue *run = startRun(false);
+        for (int bright : {-1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0})
+            feed(bright);
+        QVERIFY(labelTexts(run).contains(message() + " Please restart detection."));
+        break;
+    }
     case ListStep::Command:
         if (!dialog.isEmpty())
             answerFileDialog(path, &seen);
