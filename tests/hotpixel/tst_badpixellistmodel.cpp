@@ -378,11 +378,6 @@ private slots:
             QCOMPARE(commands, (saved + Commands {softLoad} + read + Commands {softWrite}));
             QCOMPARE(softList(), before);
         }
-        // A file the library refuses is reported in its words; the rows stay.
-        QVERIFY(QFile::resize(path, QFileInfo(path).size() - 1));
-        QCOMPARE(THROWN(model.loadFromFile(m_camera.get(), path)),
-                 "load from file failed: " + tavoStatusText(25));
-        QCOMPARE(rowsText(model), smallFactory + " 21,22,1");
     }
 
     void binaryFileFailures_data()
