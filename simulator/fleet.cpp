@@ -328,9 +328,11 @@ bool readCamera(const QJsonObject &object, int index, CameraProfile *profile, st
     int64_t clockMin = 0;
     int64_t clockMax = 0;
     int64_t clockDefault = 0;
+    // An absent maximum is 40, or the minimum given if that is higher.
     if (!checkKeys(clock, {"min", "max", "default"}, clockWhere, error)
         || !readNumber(clock, "min", 5, 1, 0x7FFF, clockWhere, &clockMin, error)
-        || !readNumber(clock, "max", 40, clockMin, 0x7FFF, clockWhere, &clockMax, error)
+        || !readNumber(clock, "max", std::max<int64_t>(40, clockMin), clockMin, 0x7FFF, clockWhere,
+                       &clockMax, error)
         || !readNumber(clock, "default", clockMax, clockMin, clockMax, clockWhere, &clockDefault,
                        error))
         return false;
