@@ -295,32 +295,6 @@ private slots:
         QCOMPARE(model.pixelAt(0).pixelClass, quint8(error.isEmpty() ? 0 : 1));
     }
 
-    void readLists()
-    {
-        // Factory rows first, in the camera's order, then the user rows; over 1000
-        // factory pixels none is read.
-        const struct
-        {
-            int deviceId, userCount, factoryRows;
-        } cases[] = {{1, 0, 5}, {1, 1000, 5}, {2, 1, 1000}, {3, 1, 0}};
-        for (const auto &c : cases) {
-            BadpixelListModel model;
-            openCamera(model, c.deviceId);
-            Words users {quint16(c.userCount)};
-            QStringList userRows;
-            for (int i = 0; i < c.userCount; ++i) {
-                users << quint16(i) << quint16(i % 3 ? 10 : 1000);
-                userRows << QStringLiteral("%1,%2,1").arg(i).arg(users.last());
-            }
-            QVERIFY(c.userCount == 0 || writeList(TV_HP_USER_LIST_WRITE, users) == TV_SUCCESS);
-            model.getBadpixelList(m_camera.get());
-            QCOMPARE(model.factoryLimit, c.deviceId == 3 ? 1001 : c.factoryRows);
-            const QStringList rows = rowsText(model).split(QLatin1Char(' '));
-            QCOMPARE(rows.mid(c.factoryRows), userRows);
-            QVERIFY(c.deviceId != 1 || rows.mid(0, 5).join(QLatin1Char(' ')) == smallFactory);
-        }
-    }
-
     void writeLimitAndFailures()
     {
         BadpixelListModel model;
@@ -435,44 +409,64 @@ private slots:
         QCOMPARE(this->softList(), softList);
     }
 
-    void userListReadFailure_data()
+    void readLists_data()
     {
         QTest::addColumn<int>("deviceId");
+        QTest::addColumn<int>("users"); // user pixels in the camera
+        QTest::addColumn<int>("factory"); // pixels in the factory list
         QTest::addColumn<uint32_t>("command"); // fails once; 0: none
         QTest::addColumn<QString>("failure");
 
+        // Factory rows first, in the camera's order, then the user rows; over 1000
+        // factory pixels none is read. A failed user list read keeps the factory rows.
         const QString status = tavoStatusText(7);
-        QTest::newRow("read") << 1 << TV_HP_USER_LIST_READ << status;
-        QTest::newRow("count") << 1 << TV_HP_USER_LIST_COUNT << status;
-        QTest::newRow("capabilities") << 1 << TV_HP_CAPABILITIES << status;
-        QTest::newRow("none") << 1 << 0u << QString();
-        QTest::newRow("no user list") << 4 << 0u << QString();
-        QTest::newRow("no user list, count fails") << 4 << TV_HP_USER_LIST_COUNT << QString();
+        QTest::newRow("5 factory") << 1 << 0 << 5 << 0u << QString();
+        QTest::newRow("1000 user") << 1 << 1000 << 5 << 0u << QString();
+        QTest::newRow("1000 factory") << 2 << 1 << 1000 << 0u << QString();
+        QTest::newRow("1001 factory") << 3 << 1 << 1001 << 0u << QString();
+        QTest::newRow("read fails") << 1 << 1 << 5 << TV_HP_USER_LIST_READ << status;
+        QTest::newRow("count fails") << 1 << 1 << 5 << TV_HP_USER_LIST_COUNT << status;
+        QTest::newRow("capabilities fail") << 1 << 1 << 5 << TV_HP_CAPABILITIES << status;
+        QTest::newRow("no user list") << 4 << 0 << 0 << 0u << QString();
+        QTest::newRow("no user list, count fails")
+                << 4 << 0 << 0 << TV_HP_USER_LIST_COUNT << QString();
     }
 
-    void userListReadFailure()
+    void readLists()
     {
         QFETCH(int, deviceId);
+        QFETCH(int, users);
+        QFETCH(int, factory);
         QFETCH(uint32_t, command);
         QFETCH(QString, failure);
 
         BadpixelListModel model;
-        m_camera->open(deviceId);
-        if (deviceId == 1)
-            QCOMPARE(writeList(TV_HP_USER_LIST_WRITE, {1, 3, 4}), TV_SUCCESS);
+        openCamera(model, deviceId);
+        Words words {quint16(users)};
+        QStringList userRows;
+        for (int i = 0; i < users; ++i) {
+            words << quint16(i) << quint16(i % 3 ? 10 : 1000);
+            userRows << QStringLiteral("%1,%2,1").arg(i).arg(words.last());
+        }
+        QVERIFY(users == 0 || writeList(TV_HP_USER_LIST_WRITE, words) == TV_SUCCESS);
         QSignalSpy messages(&model, &BadpixelListModel::listReadFailed);
         record(command, 1);
         model.getBadpixelList(m_camera.get());
+        const int factoryRows = factory > 1000 ? 0 : factory;
+        const QString factoryText = deviceId == 1 ? smallFactory : QString();
+        QCOMPARE(model.factoryLimit, factory);
+        QCOMPARE(rowsText(model).split(' ', Qt::SkipEmptyParts).mid(factoryRows),
+                 failure.isEmpty() ? userRows : QStringList());
+        QVERIFY(rowsText(model).startsWith(factoryText));
         QCOMPARE(model.userListReadFailed(), !failure.isEmpty());
         QCOMPARE(model.userListReadFailure(), failure);
         QCOMPARE(messages.count(), failure.isEmpty() ? 0 : 1);
         if (!failure.isEmpty()) {
-            QCOMPARE(rowsText(model), smallFactory);
             QVERIFY(messages.at(0).at(0).toString().startsWith(
                     "The camera's user list could not be read: " + failure + "."));
-            // A list read again, or written, shows what the camera holds.
+            // A list read again shows what the camera holds.
             model.getBadpixelList(m_camera.get());
-            QCOMPARE(rowsText(model), smallFactory + " 3,4,1");
+            QCOMPARE(rowsText(model), smallFactory + " 0,1000,1");
             QVERIFY(!model.userListReadFailed());
         }
         model.getBadpixelList(nullptr);
