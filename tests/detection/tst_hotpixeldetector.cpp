@@ -1,8 +1,5 @@
-// Matrix, the iterators' walks, and HotpixelDetector on made and on covered-lens frames.
-#include "camera/camera.h"
+// Matrix, the iterators' walks, and HotpixelDetector on made frames.
 #include "detection/hotpixeldetector.h"
-#include "simulator/tavosim_control.h"
-#include "tests/testutil/testutil.h"
 
 #include <QtTest>
 
