@@ -475,9 +475,10 @@ private slots:
 
     void backupBeforeWrite()
     {
+        // In the test's own data folder, before anything there is removed.
         const UserListBackup backup;
-        QVERIFY(QDir(backup.cameraFolder("1")).removeRecursively());
         QCOMPARE(backup.folder(), qEnvironmentVariable("XDG_DATA_HOME") + "/Brevant/Tavo/backups");
+        QVERIFY(QDir(backup.cameraFolder("1")).removeRecursively());
         BadpixelListModel model;
         openCamera(model); // an empty user list: nothing to keep
         model.userLimit = 1000;
