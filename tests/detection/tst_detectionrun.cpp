@@ -149,9 +149,7 @@ private slots:
     {
         QTest::addColumn<int>("colorMode");
         QTest::addColumn<int>("width");
-        QTest::newRow("monochrome") << Mono << 64;
         QTest::newRow("monochrome, lines with filler") << Mono << 62;
-        QTest::newRow("bayer") << Bayer << 64;
         QTest::newRow("bayer, lines with filler") << Bayer << 62;
     }
 

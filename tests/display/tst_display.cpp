@@ -64,8 +64,6 @@ private slots:
     void displayMarksAndFrames();
     void displayScales_data();
     void displayScales();
-    void displayEnlarges_data();
-    void displayEnlarges();
     void displayMouseAndKeys();
     void magnifier();
     void magnifierControl();
@@ -116,98 +114,76 @@ void tst_Display::displayMarksAndFrames()
 void tst_Display::displayScales_data()
 {
     QTest::addColumn<double>("scale");
-    QTest::addColumn<QSize>("size");
+    QTest::addColumn<QImage>("first");
+    QTest::addColumn<QImage>("second");
+    QTest::addColumn<QSize>("size"); // of the first
 
-    // 101 x 61: products truncate, the aspect ratio cuts a column.
-    QTest::newRow("1:4") << 0.25 << QSize(24, 15);
-    QTest::newRow("1:2") << 0.5 << QSize(49, 30);
-    QTest::newRow("1:1") << 1.0 << QSize(101, 61);
-    QTest::newRow("2:1") << 2.0 << QSize(202, 122);
-    QTest::newRow("4:1") << 4.0 << QSize(404, 244);
-    QTest::newRow("fit 200 x 100") << 0.0 << QSize(165, 100);
+    // 101 x 61 in 202 x 102: products truncate, the aspect ratio cuts a column.
+    const QImage grey = frame(101, 61, 7), other = frame(101, 61, 3);
+    QTest::newRow("1:4") << 0.25 << grey << other << QSize(24, 15);
+    QTest::newRow("1:2") << 0.5 << grey << other << QSize(49, 30);
+    QTest::newRow("1:1") << 1.0 << grey << other << QSize(101, 61);
+    QTest::newRow("fit 200 x 100") << 0.0 << grey << other << QSize(165, 100);
+    QImage table = frame(33, 17, 9); // a colour table of its own, shorter than 256
+    table.setColorTable({qRgb(255, 0, 0), qRgb(0, 0, 255), qRgb(9, 99, 199)});
+    const QImage rows[][2] = {{grey, other},
+                              {colourFrame(42, 19, 5), colourFrame(42, 19, 3)},
+                              {frame(64, 5, 3), frame(64, 5, 1)},
+                              {table, frame(33, 17, 3)},
+                              {frame(39, 21, 7), frame(1, 1, 0)}}; // then smaller
+    for (double scale : {2.0, 3.0, 4.0}) {
+        for (const auto &row : rows)
+            QTest::addRow("%dx%d, %d bits, at %g", row[0].width(), row[0].height(), row[0].depth(),
+                          scale)
+                    << scale << row[0] << row[1] << row[0].size() * scale;
+    }
 }
 
 void tst_Display::displayScales()
 {
     QFETCH(double, scale);
+    QFETCH(QImage, first);
+    QFETCH(QImage, second);
     QFETCH(QSize, size);
 
+    // Sharp blocks, dropped pixels: byte for byte what Qt's own scaling gives.
+    const auto expected = [&](const QImage &frame) {
+        return frame.convertToFormat(QImage::Format_RGB32)
+                .scaled(frame.size() == first.size() ? size : frame.size() * scale,
+                        Qt::KeepAspectRatio, Qt::FastTransformation);
+    };
     BadpixelListModel model; // empty: only the cross hair may show
     DisplayWidget display;
     display.resize(202, 102);
     display.setBadpixelModel(&model);
-    display.setHighlight(true);
-    display.setScale(scale);
-    display.setImage(frame(101, 61, 7));
-    QCOMPARE(display.imageLabel->size(), size); // sharp blocks, dropped pixels
-    QCOMPARE(shown(display.imageLabel),
-             frame(101, 61, 7).convertToFormat(QImage::Format_RGB32).scaled(size));
-
-    display.updateMagnifierPosition(QPoint(30, 20)); // red 30 %, a pixel wide, from 1:1 up
-    display.redrawImage();
-    const QImage picture = shown(display.imageLabel);
-    const auto tint = [&picture](int x, int y) {
-        return qRed(picture.pixel(x, y)) - qBlue(picture.pixel(x, y));
-    };
-    int tinted = 0;
-    const int s = int(scale);
-    for (int i = 0; i < picture.width() * picture.height(); ++i)
-        tinted += tint(i % picture.width(), i / picture.width()) != 0;
-    QCOMPARE(tinted, (101 + 61 - 1) * s * s);
-    QVERIFY(s < 1 || (qAbs(tint(30 * s + s - 1, 0) - 75) < 15 && tint(0, 20 * s + s - 1) > 0));
-}
-
-void tst_Display::displayEnlarges_data()
-{
-    QTest::addColumn<QImage>("first");
-    QTest::addColumn<QImage>("second");
-    QTest::addColumn<double>("scale");
-
-    QImage table = frame(33, 17, 9); // a colour table of its own, shorter than 256
-    table.setColorTable({qRgb(255, 0, 0), qRgb(0, 0, 255), qRgb(9, 99, 199)});
-    for (double scale : {2.0, 3.0, 4.0}) {
-        QTest::addRow("8-bit 37 x 23 at %g", scale)
-                << frame(37, 23, 5) << frame(37, 23, 11) << scale;
-        QTest::addRow("32-bit 42 x 19 at %g", scale)
-                << colourFrame(42, 19, 5) << colourFrame(42, 19, 3) << scale;
-        QTest::addRow("8-bit 64 x 5 at %g", scale) << frame(64, 5, 3) << frame(64, 5, 1) << scale;
-        QTest::addRow("8-bit with a colour table at %g", scale)
-                << table << frame(33, 17, 3) << scale;
-        QTest::addRow("8-bit, then smaller at %g", scale)
-                << frame(39, 21, 7) << frame(1, 1, 0) << scale;
-    }
-}
-
-void tst_Display::displayEnlarges()
-{
-    QFETCH(QImage, first);
-    QFETCH(QImage, second);
-    QFETCH(double, scale);
-
-    // Sharp blocks, byte for byte what Qt's own scaling gives.
-    const auto expected = [scale](const QImage &frame) {
-        return frame.convertToFormat(QImage::Format_RGB32)
-                .scaled(frame.size() * scale, Qt::KeepAspectRatio, Qt::FastTransformation);
-    };
-    DisplayWidget display;
     display.setScale(scale);
     // Later frames are drawn into the memory of earlier pictures: each still
     // shows as it came, and the marks of one don't stay for the next.
-    BadpixelListModel model;
-    display.setBadpixelModel(&model);
     const QImage frames[] = {first, second, first, second, first};
-    for (int i = 0; i < 5; ++i) {
-        display.setImage(frames[i]);
-        QCOMPARE(shown(display.imageLabel), expected(frames[i]));
+    for (const QImage &frame : frames) {
+        display.setImage(frame);
+        QCOMPARE(shown(display.imageLabel), expected(frame));
     }
-    display.updateMagnifierPosition(QPoint(0, 0)); // a cross hair through the first pixel
+    QCOMPARE(display.imageLabel->size(), size);
+
+    display.updateMagnifierPosition(QPoint(3, 2)); // red 30 %, a pixel wide, from 1:1 up
     display.setHighlight(true);
-    display.setImage(second);
-    QVERIFY(shown(display.imageLabel) != expected(second));
+    display.setImage(first);
+    const QImage picture = shown(display.imageLabel), unmarked = expected(first);
+    int marked = 0;
+    for (int i = 0; i < picture.width() * picture.height(); ++i)
+        marked += picture.pixel(i % picture.width(), i / picture.width())
+                != unmarked.pixel(i % picture.width(), i / picture.width());
+    const int s = int(scale);
+    QCOMPARE(marked, (first.width() + first.height() - 1) * s * s);
+    const int red = qRed(unmarked.pixel(3 * s + s - 1, 0));
+    QVERIFY(s < 1
+            || qAbs(qRed(picture.pixel(3 * s + s - 1, 0)) - (red + (255 - red) * 3 / 10)) < 4);
+    QVERIFY(s < 1 || picture.pixel(0, 2 * s + s - 1) != unmarked.pixel(0, 2 * s + s - 1));
     display.setHighlight(false);
-    for (int i = 0; i < 3; ++i) {
-        display.setImage(frames[i]);
-        QCOMPARE(shown(display.imageLabel), expected(frames[i]));
+    for (const QImage &frame : frames) {
+        display.setImage(frame);
+        QCOMPARE(shown(display.imageLabel), expected(frame));
     }
 }
 
