@@ -1156,12 +1156,16 @@ void MainWindow::createConnections()
     connect(m_actRedo, &QAction::triggered, this, &MainWindow::redoListChange);
     connect(m_undoStack, &QUndoStack::canUndoChanged, m_actUndo, &QAction::setEnabled);
     connect(m_undoStack, &QUndoStack::canRedoChanged, m_actRedo, &QAction::setEnabled);
-    connect(m_undoStack, &QUndoStack::undoTextChanged, m_actUndo, [this](const QString &text) {
-        m_actUndo->setText(tr("&Undo %1").arg(text).trimmed());
-    });
-    connect(m_undoStack, &QUndoStack::redoTextChanged, m_actRedo, [this](const QString &text) {
-        m_actRedo->setText(tr("&Redo %1").arg(text).trimmed());
-    });
+    // The stack clears itself while the window is being destroyed, so these
+    // reach only the actions, never the window.
+    connect(m_undoStack, &QUndoStack::undoTextChanged, m_actUndo,
+            [action = m_actUndo](const QString &text) {
+                action->setText(MainWindow::tr("&Undo %1").arg(text).trimmed());
+            });
+    connect(m_undoStack, &QUndoStack::redoTextChanged, m_actRedo,
+            [action = m_actRedo](const QString &text) {
+                action->setText(MainWindow::tr("&Redo %1").arg(text).trimmed());
+            });
     connect(&m_camera, &Camera::cameraOpened, m_undoStack, &QUndoStack::clear);
     connect(&m_camera, &Camera::cameraClosed, m_undoStack, &QUndoStack::clear);
 }

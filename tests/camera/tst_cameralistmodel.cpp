@@ -134,7 +134,6 @@ void tst_CameraListModel::sortEveryColumn_data()
     QTest::newRow("Status up") << 4 << int(Qt::AscendingOrder) << QVector<quint32> {1, 3, 2};
     QTest::newRow("Status down") << 4 << int(Qt::DescendingOrder) << QVector<quint32> {2, 1, 3};
     QTest::newRow("no such column") << 5 << int(Qt::AscendingOrder) << QVector<quint32>();
-    QTest::newRow("no such order") << 0 << 2 << QVector<quint32>();
 }
 
 void tst_CameraListModel::sortEveryColumn()
