@@ -27,6 +27,9 @@ typedef uint32_t cameraHandle;
 inline constexpr int32_t TV_SUCCESS = 0;
 // tv_LoadParameters: the ini file can't be opened.
 inline constexpr int32_t TV_STATUS_INI_NOT_OPENED = 50;
+// tv_InitCamera: no camera with this id is attached, or it is open elsewhere.
+inline constexpr int32_t TV_STATUS_NO_SUCH_CAMERA = 6;
+inline constexpr int32_t TV_STATUS_CAMERA_IN_USE = 7;
 // tv_InitCamera: the camera needs new firmware and TV_OPEN_ALLOW_FW_UPLOAD was not given.
 inline constexpr int32_t TV_STATUS_FW_UPLOAD_NEEDED = 184;
 // TV_HP_SOFT_LIST_EXISTS: there is no soft list. Any other non-zero status of

@@ -2,6 +2,7 @@
 
 #include "camera/camera.h"
 #include "camera/cameralistmodel.h"
+#include "camera/statustext.h"
 #include "camera/tavo_api.h"
 #include "detection/detectionrun.h"
 #include "detection/thresholdhistogram.h"
@@ -57,15 +58,6 @@ const QVector<CommandRule> &commandRules()
             {"histogram", 1, {"json", "png"}},
     };
     return rules;
-}
-
-QString libraryText(int status)
-{
-    int32_t code = status;
-    char *text = nullptr;
-    if (tv_GetError(0, &code, &text) != TV_SUCCESS || text == nullptr)
-        return QStringLiteral("Unknown error.");
-    return QString::fromLocal8Bit(text);
 }
 
 QJsonArray positions(const QList<BadpixelEntry> &entries, int pixelClass)
@@ -254,9 +246,7 @@ int SpeckmendCli::run(const QStringList &arguments)
         error(QStringLiteral("unknown command \"%1\"; see speckmend-cli --help").arg(command));
         return Usage;
     }
-    for (const QString &option : parser.optionNames()) {
-        const QString name
-                = option == QLatin1String("h") || option == QLatin1String("v") ? option : option;
+    for (const QString &name : parser.optionNames()) {
         if (!rule->options.contains(name)) {
             error(QStringLiteral("%1 takes no option --%2").arg(command, name));
             return Usage;
@@ -447,10 +437,10 @@ int SpeckmendCli::open(const CameraRow &row, Session &session)
     if (status == TV_SUCCESS) {
         tv_ExitCamera(handle);
     } else if (status != TV_STATUS_FW_UPLOAD_NEEDED) {
-        error(QStringLiteral("%1: can't open the camera: %2 (status %3)")
-                      .arg(row.serial, libraryText(status))
-                      .arg(status));
-        return status == 6 || status == 7 ? NoCamera : Failed;
+        error(QStringLiteral("%1: can't open the camera: %2")
+                      .arg(row.serial, tavoStatusText(status)));
+        return status == TV_STATUS_NO_SUCH_CAMERA || status == TV_STATUS_CAMERA_IN_USE ? NoCamera
+                                                                                       : Failed;
     }
 
     session.camera = std::make_unique<Camera>();
