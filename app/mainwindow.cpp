@@ -11,7 +11,6 @@
 #include "display/magnifier.h"
 #include "display/magnifiercontrol.h"
 #include "hotpixel/badpixellistcommand.h"
-#include "hotpixel/userlistbackup.h"
 
 #include <QAction>
 #include <QCursor>
@@ -679,15 +678,11 @@ void MainWindow::writeBadpixelList()
 
     try {
         // A camera that held a list gets a copy of it kept before the write.
-        const UserListBackup backup;
-        const QStringList before = backup.copies(m_camera.serialNumber());
-        m_badpixelListModel.writeBadpixelList(&m_camera);
-        const QStringList copies = backup.copies(m_camera.serialNumber());
+        const QString copy = m_badpixelListModel.writeBadpixelList(&m_camera);
         QString text = tr("Hot pixels written into the camera: %1")
                                .arg(countPixels(m_badpixelListModel, false));
-        if (!copies.isEmpty() && (before.isEmpty() || copies.constLast() != before.constLast()))
-            text += tr("; its former list is kept in %1")
-                            .arg(QDir::toNativeSeparators(copies.constLast()));
+        if (!copy.isEmpty())
+            text += tr("; its former list is kept in %1").arg(QDir::toNativeSeparators(copy));
         statusBar()->showMessage(text, 10000);
     } catch (const std::exception &e) {
         QMessageBox::critical(this, tr("Write failed"), exceptionText(e), QMessageBox::Ok);

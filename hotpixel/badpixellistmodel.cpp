@@ -329,7 +329,7 @@ void BadpixelListModel::getBadpixelList(Camera *cam)
     }
 }
 
-void BadpixelListModel::writeBadpixelList(Camera *cam)
+QString BadpixelListModel::writeBadpixelList(Camera *cam)
 {
     // All rows count against the user list's capacity, and a list that would
     // fill it exactly is refused as well.
@@ -351,12 +351,13 @@ void BadpixelListModel::writeBadpixelList(Camera *cam)
         fail(tr("Can't read the camera's user list to keep a copy of it: %1. Nothing was written.")
                      .arg(tavoStatusText(status)));
     }
+    QString copy;
     if (held > 0) {
         QVector<QPoint> previous;
         for (int i = 0; i < held; ++i)
             previous.append(QPoint(words[1 + 2 * i], words[2 + 2 * i]));
         try {
-            UserListBackup().keep(cam->serialNumber(), previous);
+            copy = UserListBackup().keep(cam->serialNumber(), previous);
         } catch (const std::runtime_error &error) {
             fail(tr("Can't keep a copy of the camera's user list: %1. Nothing was written.")
                          .arg(QString::fromStdString(error.what())));
@@ -383,6 +384,7 @@ void BadpixelListModel::writeBadpixelList(Camera *cam)
         throwTavoStatus(status, QStringLiteral("Error writing hotpixel list"));
     // The camera now holds what the rows show.
     m_userListFailure.clear();
+    return copy;
 }
 
 void BadpixelListModel::saveAsFile(Camera *cam, QString filename)

@@ -98,7 +98,8 @@ public slots:
     void getBadpixelList(Camera *cam);
     // Keeps what the camera's user list held (UserListBackup) before it
     // replaces it with the user rows; without that copy nothing is written.
-    void writeBadpixelList(Camera *cam);
+    // Returns the copy's path, empty when the camera held no list.
+    QString writeBadpixelList(Camera *cam);
     void clearUserBadpixelList();
     void clearBadpixelList();
     void saveAsFile(Camera *cam, QString filename);
