@@ -703,7 +703,7 @@ void MainWindow::saveBadpixelList()
 
 void MainWindow::loadBadpixelList()
 {
-    // Recorded after a failure too: a failed load may have taken rows away.
+    // Recorded whatever the outcome; a list left as it was records nothing.
     const QList<BadpixelEntry> before = BadpixelListCommand::changeableRows(m_badpixelListModel);
     runFileCommand(this, FileDialog::Open, tr("Open hot pixel list"), tr("Binary files (*.bin)"),
                    QStringLiteral("bin"), [this](const QString &name) {
@@ -728,7 +728,7 @@ void MainWindow::exportBadpixelList()
 
 void MainWindow::importBadpixelList()
 {
-    // Recorded after a failure too: a failed load may have taken rows away.
+    // Recorded whatever the outcome; a list left as it was records nothing.
     const QList<BadpixelEntry> before = BadpixelListCommand::changeableRows(m_badpixelListModel);
     runFileCommand(this, FileDialog::Open, tr("Import hot pixel list"), tr("Text files (*.txt)"),
                    QStringLiteral("txt"), [this](const QString &name) {

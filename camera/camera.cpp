@@ -96,7 +96,7 @@ void Camera::open(int deviceId)
 
         int status = tv_GetSensorInfo(m_handle, &m_sensor);
         if (status != TV_SUCCESS)
-            throwStatus(status);
+            throwTavoStatus(status);
         if (isUnsupportedSensor(m_sensor.sensorType)) {
             tv_ExitCamera(m_handle);
             m_handle = 0;
@@ -105,7 +105,7 @@ void Camera::open(int deviceId)
 
         status = tv_SetColorMode(m_handle, TV_FORMAT_8BIT);
         if (status != TV_SUCCESS)
-            throwStatus(status);
+            throwTavoStatus(status);
         m_colorMode = tv_SetColorMode(m_handle, TV_FORMAT_QUERY);
         qint32 bitsPerPixel = 0;
         switch (m_colorMode) {
@@ -129,11 +129,11 @@ void Camera::open(int deviceId)
         AoiSize size {};
         status = tv_AOI(m_handle, TV_AOI_QUERY_FULL_SIZE, &size, sizeof(size));
         if (status != TV_SUCCESS)
-            throwStatus(status);
+            throwTavoStatus(status);
         m_area = AoiRect {0, 0, size.width, size.height};
         status = tv_AOI(m_handle, TV_AOI_SET_RECT, &m_area, sizeof(m_area));
         if (status != TV_SUCCESS)
-            throwStatus(status);
+            throwTavoStatus(status);
 
         m_sequence.allocate(m_handle, 3, ImageInfo(size.width, size.height, bitsPerPixel));
 
@@ -149,7 +149,7 @@ void Camera::open(int deviceId)
 
         status = tv_CaptureVideo(m_handle, TV_CAPTURE_NO_WAIT);
         if (status != TV_SUCCESS)
-            throwStatus(status);
+            throwTavoStatus(status);
 
         m_deviceId = deviceId;
         emit cameraOpened(this);
@@ -157,10 +157,10 @@ void Camera::open(int deviceId)
         m_pixelclock.value = tv_SetPixelClock(m_handle, TV_CLOCK_QUERY_DEFAULT);
         status = tv_GetFramesPerSecond(m_handle, &m_framerate.value);
         if (status != TV_SUCCESS)
-            throwStatus(status);
+            throwTavoStatus(status);
         status = tv_SetExposureTime(m_handle, TV_EXPOSURE_QUERY_DEFAULT, &m_exposure.value);
         if (status != TV_SUCCESS)
-            throwStatus(status);
+            throwTavoStatus(status);
         updatePixelclock();
 
         m_mastergain.value = tv_SetHardwareGain(m_handle, TV_GAIN_QUERY_MASTER, TV_GAIN_KEEP,
@@ -244,7 +244,7 @@ void Camera::captureFrame()
         return;
     const int status = tv_FreezeVideo(m_handle, TV_CAPTURE_WAIT);
     if (status != TV_SUCCESS)
-        throwStatus(status);
+        throwTavoStatus(status);
     // The frozen frame counts once here and once more with its event report.
     showNewestFrame(1);
 }
@@ -273,11 +273,6 @@ void Camera::reportError(int status)
     if (status == TV_SUCCESS)
         return;
     emit displayError(tavoStatusText(status), 2000);
-}
-
-void Camera::throwStatus(int status) const
-{
-    throwTavoStatus(status);
 }
 
 void Camera::setBadPixelCorrection(bool enable)
@@ -344,7 +339,7 @@ void Camera::showNewestFrame(int frames)
         char *memory = nullptr;
         const int status = tv_GetActSeqBuf(m_handle, nullptr, nullptr, &memory);
         if (status != TV_SUCCESS)
-            throwStatus(status);
+            throwTavoStatus(status);
         if (tv_LockSeqBuf(m_handle, TV_SEQ_ID_ANY, memory) != TV_SUCCESS)
             return;
 
@@ -465,10 +460,10 @@ void Camera::updatePixelclock()
     const int status = tv_GetPixelClockRange(m_handle, &m_pixelclock.min, &m_pixelclock.max);
     m_pixelclock.inc = 1;
     if (status != TV_SUCCESS)
-        throwStatus(status);
+        throwTavoStatus(status);
     const int setStatus = tv_SetPixelClock(m_handle, m_pixelclock.value);
     if (setStatus != TV_SUCCESS)
-        throwStatus(setStatus);
+        throwTavoStatus(setStatus);
     m_pixelclock.value = tv_SetPixelClock(m_handle, TV_CLOCK_QUERY_CURRENT);
     emit pixelclockChanged(m_pixelclock);
     updateFramerate();

@@ -109,7 +109,6 @@ private:
     void applyExposure(double value);
     void applyMastergain(int value);
     void applyBuiltInRule();
-    [[noreturn]] void throwStatus(int status) const;
 
     EventThread m_deviceEvents;
     EventThread m_cameraEvents;

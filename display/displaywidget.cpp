@@ -230,9 +230,12 @@ bool DisplayWidget::hasMarks() const
 {
     if (!highlight)
         return false;
-    const bool crossHair
-            = scale >= 1.0 && magnifierPosition.x() != -1 && magnifierPosition.y() != -1;
-    return crossHair || (badpixelModel && badpixelModel->rowCount() > 0);
+    return hasCrossHair() || (badpixelModel && badpixelModel->rowCount() > 0);
+}
+
+bool DisplayWidget::hasCrossHair() const
+{
+    return scale >= 1.0 && magnifierPosition.x() != -1 && magnifierPosition.y() != -1;
 }
 
 void DisplayWidget::redrawImage()
@@ -297,7 +300,7 @@ void DisplayWidget::drawMarks(QImage *work) const
 {
     QPainter painter(work);
 
-    if (scale >= 1.0 && magnifierPosition.x() != -1 && magnifierPosition.y() != -1) {
+    if (hasCrossHair()) {
         painter.setPen(QColor(Qt::red));
         painter.setOpacity(0.3);
         const int x = magnifierPosition.x();

@@ -56,6 +56,8 @@ protected:
 
 private:
     bool hasMarks() const;
+    // The focus pixel's cross hair is drawn from 1:1 upwards.
+    bool hasCrossHair() const;
     void drawMarks(QImage *work) const;
     QImage scaledPicture(const QImage &work);
     QImage scaledPicture(const QImage &work, const QSize &size);
