@@ -63,6 +63,19 @@ int32_t readCameraList(cameraHandle handle, uint32_t command, int count,
     return tv_HotPixel(handle, command, words.data(), uint32_t(4 * count + 2));
 }
 
+// The user pixels as a HotPixelList whose first word, the count, is left 0.
+std::vector<quint16> userPairs(const QList<BadpixelEntry> &entries)
+{
+    std::vector<quint16> words(1, 0);
+    for (const BadpixelEntry &entry : entries) {
+        if (entry.pixelClass == 1) {
+            words.push_back(entry.x);
+            words.push_back(entry.y);
+        }
+    }
+    return words;
+}
+
 // The library takes paths as NUL-terminated UCS-4, one word a code point.
 QVector<uint> libraryPath(const QString &filename)
 {
@@ -364,13 +377,7 @@ QString BadpixelListModel::writeBadpixelList(Camera *cam)
         }
     }
 
-    words.assign(1, 0);
-    for (const BadpixelEntry &entry : qAsConst(m_entries)) {
-        if (entry.pixelClass == 1) {
-            words.push_back(entry.x);
-            words.push_back(entry.y);
-        }
-    }
+    words = userPairs(m_entries);
     const std::size_t pairs = (words.size() - 1) / 2;
 
     if (pairs == 0) {
@@ -398,13 +405,7 @@ void BadpixelListModel::saveAsFile(Camera *cam, QString filename)
     if (status != TV_SUCCESS)
         throwTavoStatus(status, what);
 
-    std::vector<quint16> words(1, 0);
-    for (const BadpixelEntry &entry : qAsConst(m_entries)) {
-        if (entry.pixelClass == 1) {
-            words.push_back(entry.x);
-            words.push_back(entry.y);
-        }
-    }
+    std::vector<quint16> words = userPairs(m_entries);
     words[0] = quint16(((words.size() - 1) / 2) & 0x7FFF);
     status = writeSoftList(handle, words);
     if (status != TV_SUCCESS)
