@@ -829,10 +829,7 @@ void MainWindow::connectDetectionRun()
     connect(&m_detectionRun, &DetectionRun::progress, this,
             [this](int value) { m_detectionDialogue->updateProgress(value); });
     connect(&m_detectionRun, &DetectionRun::tooBright, this, [this] {
-        QMessageBox::critical(this, tr("Detection failed"),
-                              tr("Too many hot pixel have been found.\nPlease make sure that "
-                                 "the sensor is completely obscured and the threshold is not "
-                                 "too low."),
+        QMessageBox::critical(this, tr("Detection failed"), DetectionRun::tooBrightText(),
                               QMessageBox::Ok);
         m_detectionDialogue->abortDetect();
         recordListChange(tr("Detect hot pixel"), m_listBeforeRun);
@@ -841,7 +838,7 @@ void MainWindow::connectDetectionRun()
             &MainWindow::detectionFinished);
     connect(&m_detectionRun, &DetectionRun::failed, this, [this](const QString &text) {
         statusBar()->showMessage(text, 2000);
-        m_detectionDialogue->showError(text + QStringLiteral(" Please restart detection."));
+        m_detectionDialogue->showError(DetectionRun::failedText(text));
     });
     connect(&m_detectionRun, &DetectionRun::finished, this, [this] {
         m_detectionDialogue->finishDetect();

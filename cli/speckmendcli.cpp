@@ -499,16 +499,12 @@ int SpeckmendCli::collectFrames(Session &session, unsigned threshold, bool clear
                          }
                      });
     QObject::connect(&run, &DetectionRun::tooBright, &loop, [&] {
-        error(serial + ": "
-              + QCoreApplication::translate(
-                      "MainWindow",
-                      "Too many hot pixel have been found.\nPlease make sure that the sensor is "
-                      "completely obscured and the threshold is not too low."));
+        error(serial + ": " + DetectionRun::tooBrightText());
         status = NotCovered;
         loop.quit();
     });
     QObject::connect(&run, &DetectionRun::failed, &loop, [&](const QString &text) {
-        error(serial + ": " + text + QStringLiteral(" Please restart detection."));
+        error(serial + ": " + DetectionRun::failedText(text));
         status = Failed;
     });
     QObject::connect(&run, &DetectionRun::finished, &loop, &QEventLoop::quit);

@@ -15,6 +15,17 @@ DetectionRun::DetectionRun(BadpixelListModel *list, QObject *parent)
 
 DetectionRun::~DetectionRun() = default;
 
+QString DetectionRun::tooBrightText()
+{
+    return tr("Too many hot pixel have been found.\nPlease make sure that the sensor is "
+              "completely obscured and the threshold is not too low.");
+}
+
+QString DetectionRun::failedText(const QString &text)
+{
+    return text + QStringLiteral(" Please restart detection.");
+}
+
 void DetectionRun::start(unsigned threshold, bool clear)
 {
     m_threshold = threshold;

@@ -51,6 +51,10 @@ public:
     // more, counted over its bytes, padding included.
     static bool isTooBright(const QImage &image);
 
+    // The words for the user after tooBright, and after failed(text).
+    static QString tooBrightText();
+    static QString failedText(const QString &text);
+
 signals:
     // 10, 20, ... 100 as the frames come in.
     void progress(int value);
